@@ -1,0 +1,28 @@
+// orvel-sound: the entry point. Sets the driver's globals, then runs the one
+// command the arguments name; every command ends the process itself.
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/commands.h"
+#include "sound/active_backend.h"
+
+namespace orvel {
+
+// Set once at start-up, before any thread exists, and only read afterwards.
+std::unique_ptr<SoundSystem> system;
+std::string backend;
+std::vector<std::string> args;
+
+}  // namespace orvel
+
+int main(int argc, char** argv) {
+  // A host that goes away closes our stdout; a write must fail, not kill us.
+  std::signal(SIGPIPE, SIG_IGN);
+
+  orvel::system = orvel::makeSystem();
+  orvel::backend = std::string(orvel::backendName());
+  orvel::args.assign(argv, argv + argc);
+  orvel::dispatch(orvel::args, *orvel::system, orvel::backend);
+}

@@ -1,0 +1,40 @@
+// The working folder that --save, --switch and --restore are given, and its
+// three files. Every file is replaced whole: written to ".NAME.tmp" in the same
+// folder, flushed to disk, renamed over the target, and the folder flushed, so a
+// reader (or a crash) sees the old file or the new one, never a part.
+//
+// Files is a plain value; its operations keep no state and report failure only
+// through their results.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "settings/settings.h"
+
+namespace orvel {
+
+struct Files {
+  std::filesystem::path dir;
+
+  std::filesystem::path orvel() const { return dir / "orvel.json"; }       // Orvel's settings
+  std::filesystem::path snapshot() const { return dir / "snapshot.json"; } // the user's own
+  std::filesystem::path mark() const { return dir / "switched"; }          // a switch in effect
+
+  // Writes the settings' JSON form; false when they can't be written or stored.
+  bool save(const Settings& settings, const std::filesystem::path& file) const;
+  // Nothing when the file is missing, unreadable, empty or not Settings.
+  static std::optional<Settings> load(const std::filesystem::path& file);
+  // True when the file now holds exactly these bytes.
+  bool write(std::string_view data, const std::filesystem::path& file) const;
+};
+
+// The folder after the first occurrence of flag in args, created with its
+// parents (a failure shows later as a failed write). Fails the process with
+// "<flag> needs a folder" when the flag is missing or last.
+Files files(std::string_view flag, const std::vector<std::string>& args);
+
+}  // namespace orvel

@@ -1,0 +1,50 @@
+// SoundSystem: the one seam between the tool and the machine's audio system.
+//
+// Devices are named only by their UID. Every operation asks the audio system
+// afresh and reports failure only through its result (nothing, false, an empty
+// map or list); nothing throws. An implementation keeps no settings between
+// calls; callers that use one from several threads serialise their calls.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "settings/direction.h"
+#include "settings/side.h"
+#include "sound/device_record.h"
+
+namespace orvel {
+
+class SoundSystem {
+ public:
+  virtual ~SoundSystem() = default;
+
+  // The UID of the default device for the direction; nothing when there is none
+  // or it can't be read.
+  virtual std::optional<std::string> defaultUID(Direction direction) = 0;
+  // Makes the device the default; does not check its channels (see exists).
+  virtual bool setDefault(Direction direction, const std::string& uid) = 0;
+  // Whether the UID names a present device with at least one channel that way.
+  virtual bool exists(const std::string& uid, Direction direction) = 0;
+  virtual std::optional<std::string> name(const std::string& uid) = 0;
+  virtual std::optional<double> rate(const std::string& uid) = 0;
+  virtual bool setRate(const std::string& uid, double hz) = 0;
+  // Layout text: base64 of the preferred output layout's bytes, opaque to callers.
+  virtual std::optional<std::string> layout(const std::string& uid) = 0;
+  virtual bool setLayout(const std::string& uid, const std::string& layoutText) = 0;
+  // Output volumes: {"0": main} when the main control reads, else the readable
+  // channels "1".."N" (N = channel count raised to 1, cut to 16).
+  virtual VolumeMap volume(const std::string& uid) = 0;
+  // Key: an element number as parseVolumeKey reads it. The value is not clamped.
+  virtual bool setVolume(const std::string& uid, const std::string& key, double value) = 0;
+  // Every device whose UID can be read, in the audio system's order.
+  virtual std::vector<DeviceRecord> devices() = 0;
+
+ protected:
+  SoundSystem() = default;
+  SoundSystem(const SoundSystem&) = default;
+  SoundSystem& operator=(const SoundSystem&) = default;
+};
+
+}  // namespace orvel
