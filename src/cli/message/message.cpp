@@ -1,0 +1,48 @@
+#include "cli/message/message.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "settings/json_text.h"
+
+namespace orvel {
+namespace {
+
+// One write(2) for the line; the loop only goes on after a partial write or an
+// interrupted call. A closed stdout ends it quietly.
+void writeLine(const std::string& line) {
+  const char* data = line.data();
+  std::size_t left = line.size();
+  while (left > 0) {
+    const ssize_t written = ::write(STDOUT_FILENO, data, left);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;
+    data += written;
+    left -= static_cast<std::size_t>(written);
+  }
+}
+
+}  // namespace
+
+void say(const nlohmann::json& message) {
+  auto text = jsonText(message);
+  if (!text) return;
+  text->push_back('\n');
+  writeLine(*text);
+}
+
+void fail(std::string_view text) {
+  say({{"type", "error"}, {"message", std::string(text)}});
+  finish(1);
+}
+
+void finish(int status) {
+  std::fflush(stdout);
+  std::exit(status);
+}
+
+}  // namespace orvel

@@ -1,0 +1,18 @@
+#include "cli/restore_once.h"
+
+#include <cstdlib>
+
+#include "engine/restore.h"
+
+namespace orvel {
+
+void RestoreOnce::run() {
+  lock_.lock();  // never released: the holder ends the process
+  if (!restored_) {
+    restored_ = true;
+    restore(system_, files_);
+  }
+  std::_Exit(0);
+}
+
+}  // namespace orvel

@@ -1,0 +1,100 @@
+#include "files/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+#include "cli/message/message.h"
+#include "files/file_descriptor.h"
+#include "settings/settings_json.h"
+
+namespace orvel {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool writeAll(int fd, std::string_view data) {
+  while (!data.empty()) {
+    const ssize_t written = ::write(fd, data.data(), data.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    data.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+// Opens the temporary file for writing without ever following a symbolic link
+// that somebody put at its path: such a link is removed and a new file made.
+FileDescriptor openTemporary(const fs::path& path) {
+  constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
+  FileDescriptor fd(::open(path.c_str(), flags, 0666));
+  if (!fd && errno == ELOOP && ::unlink(path.c_str()) == 0) {
+    fd = FileDescriptor(::open(path.c_str(), flags | O_EXCL, 0666));
+  }
+  return fd;
+}
+
+// After a rename the folder entry itself must reach the disk too.
+void syncFolder(const fs::path& dir) {
+  const fs::path folder = dir.empty() ? fs::path(".") : dir;
+  FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd) ::fsync(fd.get());
+}
+
+std::optional<std::string> readWhole(const fs::path& path) {
+  FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!fd) return std::nullopt;
+  std::string content;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return std::nullopt;
+    if (got == 0) return content;
+    content.append(buffer, static_cast<std::size_t>(got));
+  }
+}
+
+}  // namespace
+
+bool Files::save(const Settings& settings, const fs::path& file) const {
+  const auto text = writeSettings(settings);
+  return text && write(*text, file);
+}
+
+std::optional<Settings> Files::load(const fs::path& file) {
+  const auto content = readWhole(file);
+  if (!content) return std::nullopt;
+  return readSettings(*content);
+}
+
+bool Files::write(std::string_view data, const fs::path& file) const {
+  const fs::path temporary = dir / ("." + file.filename().string() + ".tmp");
+  FileDescriptor fd = openTemporary(temporary);
+  if (!fd) return false;
+  if (!writeAll(fd.get(), data) || ::fsync(fd.get()) != 0 || !fd.close()) {
+    ::unlink(temporary.c_str());  // never leave a part of a file behind
+    return false;
+  }
+  if (std::rename(temporary.c_str(), file.c_str()) != 0) return false;
+  syncFolder(dir);
+  return true;
+}
+
+Files files(std::string_view flag, const std::vector<std::string>& args) {
+  const auto it = std::find(args.begin(), args.end(), flag);
+  if (it == args.end() || std::next(it) == args.end()) {
+    fail(std::string(flag) + " needs a folder");
+  }
+  Files found{.dir = fs::path(*std::next(it))};
+  std::error_code ignored;  // a folder that can't be made shows later as a failed write
+  fs::create_directories(found.dir, ignored);
+  return found;
+}
+
+}  // namespace orvel

@@ -1,0 +1,42 @@
+// The default devices, presence and names.
+#include "sound/coreaudio/core_audio_system.h"
+
+#include "sound/coreaudio/device_lookup.h"
+#include "sound/coreaudio/property.h"
+#include "sound/coreaudio/system_object.h"
+
+namespace orvel {
+namespace {
+
+AudioObjectPropertyScope streamScope(Direction direction) {
+  return direction == Direction::output ? kAudioDevicePropertyScopeOutput
+                                        : kAudioDevicePropertyScopeInput;
+}
+
+}  // namespace
+
+std::optional<std::string> CoreAudioSystem::defaultUID(Direction direction) {
+  const auto id =
+      get<AudioObjectID>(systemObject, address(defaultSelector(direction)), kAudioObjectUnknown);
+  if (!id || *id == kAudioObjectUnknown) return std::nullopt;
+  return string(*id, kAudioDevicePropertyDeviceUID);
+}
+
+bool CoreAudioSystem::setDefault(Direction direction, const std::string& uid) {
+  const auto id = device(uid);
+  if (!id) return false;
+  return set<AudioObjectID>(systemObject, address(defaultSelector(direction)), *id);
+}
+
+bool CoreAudioSystem::exists(const std::string& uid, Direction direction) {
+  const auto id = device(uid);
+  return id && channels(*id, streamScope(direction)) > 0;
+}
+
+std::optional<std::string> CoreAudioSystem::name(const std::string& uid) {
+  const auto id = device(uid);
+  if (!id) return std::nullopt;
+  return string(*id, kAudioObjectPropertyName);
+}
+
+}  // namespace orvel

@@ -1,0 +1,39 @@
+// CoreAudioSystem: the SoundSystem over CoreAudio's hardware-abstraction
+// properties, on macOS and, off it, on the simulated layer.
+//
+// It holds no state: every operation resolves the UID to an object id again
+// and reads CoreAudio afresh. Every CFString and buffer an operation obtains is
+// released before it returns, on every path. No lock of its own; callers on
+// several threads serialise their calls.
+#pragma once
+
+#include <CoreAudio/CoreAudio.h>
+
+#include "sound/sound_system.h"
+
+namespace orvel {
+
+class CoreAudioSystem final : public SoundSystem {
+ public:
+  std::optional<std::string> defaultUID(Direction direction) override;
+  bool setDefault(Direction direction, const std::string& uid) override;
+  bool exists(const std::string& uid, Direction direction) override;
+  std::optional<std::string> name(const std::string& uid) override;
+  std::optional<double> rate(const std::string& uid) override;
+  bool setRate(const std::string& uid, double hz) override;
+  std::optional<std::string> layout(const std::string& uid) override;
+  bool setLayout(const std::string& uid, const std::string& layoutText) override;
+  VolumeMap volume(const std::string& uid) override;
+  bool setVolume(const std::string& uid, const std::string& key, double value) override;
+  std::vector<DeviceRecord> devices() override;
+
+  // The nominal rates the device offers, from its ranges in their order: a
+  // range's one value when its ends are equal, else its minimum and maximum.
+  // Nothing is sorted or merged; empty when the ranges can't be read.
+  std::vector<double> rates(AudioObjectID device);
+
+ private:
+  DeviceRecord record(AudioObjectID device, std::string uid);
+};
+
+}  // namespace orvel

@@ -1,0 +1,86 @@
+// The simulated Mac behind the stand-in CoreAudio calls, and the API through
+// which tests build one, inject faults and read what the backend called.
+//
+// A machine is either installed in process (use) or, when none is, read afresh
+// from the file that ORVEL_SOUND_SIM_MACHINE names on every CoreAudio call and
+// written back whole after every accepted change (machine_file.h). Calls are
+// serialised by one lock, so one machine may be used from several threads.
+#pragma once
+
+#include <CoreAudio/CoreAudio.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orvel::sim {
+
+// How one property misbehaves.
+enum class Fault {
+  missing,     // HasProperty false; every other call fails with 'who?'
+  unreadable,  // HasProperty true; the size and data reads fail
+  fixed,       // exists, but IsSettable says no and writes fail
+  refused,     // IsSettable says yes, but writes fail
+};
+
+// Faults by property name. On a device: "uid", "name", "output", "input",
+// "rate", "rateRanges", "layout", "volume" (every element) or "volume.N"
+// (element N only, taking precedence). On the machine: "devices",
+// "defaultOutput", "defaultInput", "translate".
+using Faults = std::map<std::string, Fault>;
+
+// One device; an absent member is a property the device lacks.
+struct Device {
+  AudioObjectID id = 0;  // 2 and up; 1 is the system object
+  std::optional<std::string> uid;
+  std::optional<std::string> name;
+  std::optional<std::vector<UInt32>> output;  // channels of each output buffer, in order
+  std::optional<std::vector<UInt32>> input;
+  std::optional<Float64> rate;
+  std::optional<std::vector<AudioValueRange>> rateRanges;
+  std::optional<std::vector<std::uint8_t>> layout;       // preferred output layout, raw bytes
+  std::map<AudioObjectPropertyElement, Float32> volume;  // output controls: 0 main, 1.. channels
+  Faults faults;
+};
+
+enum class Function {
+  hasProperty,
+  isSettable,
+  getPropertyDataSize,
+  getPropertyData,
+  setPropertyData
+};
+
+struct Call {
+  Function function;
+  AudioObjectID object;
+  AudioObjectPropertyAddress address;
+};
+
+struct Machine {
+  AudioObjectID defaultOutput = 0;  // 0: no default device
+  AudioObjectID defaultInput = 0;
+  std::vector<Device> devices;  // in the order the device list gives them
+  Faults faults;
+  std::vector<Call> calls;  // every property call made on this machine, in order
+
+  Device* find(AudioObjectID id);
+  Device* findUID(const std::string& uid);
+  // How many calls of the function were made, for one selector or for all.
+  std::size_t count(Function function) const;
+  std::size_t count(Function function, AudioObjectPropertySelector selector) const;
+};
+
+// Every CoreAudio call of this process goes to the machine from now on; the
+// caller keeps it alive until useFile().
+void use(Machine& machine);
+// Back to the file-backed machine.
+void useFile();
+
+// CFStrings created and not yet released, over the whole process.
+std::size_t liveStrings();
+
+}  // namespace orvel::sim
