@@ -17,10 +17,14 @@ namespace orvel {
 namespace {
 
 // The shortest decimal text that reads back as the same double, with ".0"
-// after an integral value: 96000000.0, 7999.5, 1e+16.
+// after an integral value: 96000000.0, 7999.5; exponent form from 2^53 up
+// (1e+16) and below 0.0001 (1e-05).
 std::string rateText(double rate) {
   char text[64];
-  const auto end = std::to_chars(text, text + sizeof text, rate).ptr;
+  const double size = std::fabs(rate);
+  const bool plain = size == 0 || (size >= 1e-4 && size < 0x1p53);
+  const auto format = plain ? std::chars_format::fixed : std::chars_format::general;
+  const auto end = std::to_chars(text, text + sizeof text, rate, format).ptr;
   std::string result(text, end);
   if (result.find_first_of(".en") == std::string::npos) result += ".0";
   return result;
