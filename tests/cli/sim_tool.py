@@ -6,13 +6,14 @@ import signal
 import subprocess
 import time
 
-BUILD = os.environ.get("ORVEL_BUILD", "/work/main/build")
-EXE = os.path.join(BUILD, "orvel-sound-sim")
+import pytest
+
+EXE = os.path.join(os.environ.get("ORVEL_BUILD", "/work/main/build"), "orvel-sound-sim")
 WAIT = 10  # seconds: the most any single run may take
 
 
 def line(obj):
-    """The tool's form of a message: compact, sorted keys, solidus escaped."""
+    # The tool's form of a message: compact, sorted keys, solidus escaped.
     text = json.dumps(obj, sort_keys=True, separators=(",", ":"), ensure_ascii=False)
     return (text.replace("/", "\\/") + "\n").encode()
 
@@ -22,39 +23,35 @@ def error(message):
 
 
 class Running:
-    """A process whose stdout is read without ever blocking past a deadline."""
+    # A process whose stdout is read without ever blocking past a deadline.
 
     def __init__(self, popen):
         self.p, self.out = popen, b""
 
-    def read(self, lines=None, timeout=WAIT):
-        """Until stdout holds `lines` lines, or (lines=None) until it closes."""
-        deadline = time.monotonic() + timeout
-        while lines is None or self.out.count(b"\n") < lines:
-            left = deadline - time.monotonic()
-            assert left > 0, f"nothing more within {timeout}s after {self.out!r}"
-            if select.select([self.p.stdout], [], [], left)[0]:
-                chunk = os.read(self.p.stdout.fileno(), 65536)
-                if not chunk:
-                    break
-                self.out += chunk
+    def read(self, lines=None):
+        # Until stdout holds `lines` lines, or (lines=None) until it closes or WAIT passes.
+        deadline = time.monotonic() + WAIT
+        while (lines is None or self.out.count(b"\n") < lines) and select.select(
+                [self.p.stdout], [], [], max(0, deadline - time.monotonic()))[0]:
+            chunk = os.read(self.p.stdout.fileno(), 65536)
+            if not chunk:
+                break
+            self.out += chunk
         return self.out.splitlines(keepends=True)
 
-    def finish(self, timeout=WAIT):
-        self.read(timeout=timeout)
-        return self.p.wait(timeout=timeout)
+    def finish(self):
+        self.read()
+        return self.p.wait(timeout=WAIT)
 
     def close(self):
-        if self.p.poll() is None:
-            self.p.kill()
-            self.p.wait(timeout=WAIT)
-        for f in (self.p.stdin, self.p.stdout, self.p.stderr):
-            if f:
-                f.close()
+        self.p.kill()  # if it still runs
+        self.p.wait(timeout=WAIT)
+        self.p.stdin.close()
+        self.p.stdout.close()
 
 
 class Tool:
-    """A temporary folder with a machine file, a working folder and runs of the tool."""
+    # A temporary folder with a machine file, a working folder and runs of the tool.
 
     def __init__(self, tmp_path):
         self.tmp, self.dir = tmp_path, tmp_path / "work"
@@ -69,10 +66,10 @@ class Tool:
         return json.loads(self.machine_path.read_text())
 
     def state(self):
-        """What a restore must bring back: defaults, and each device's rate, layout, volume."""
+        # What a restore must bring back: defaults, and each device's rate, layout, volume.
         m = self.machine()
-        devices = {d["id"]: (d.get("rate"), d.get("layout"), d.get("volume")) for d in m["devices"]}
-        return m.get("defaultOutput"), m.get("defaultInput"), devices
+        return m.get("defaultOutput"), m.get("defaultInput"), {
+            d["id"]: (d.get("rate"), d.get("layout"), d.get("volume")) for d in m["devices"]}
 
     def run(self, *args, stdin=b""):
         done = subprocess.run([EXE, *map(str, args)], input=stdin, capture_output=True,
@@ -83,19 +80,24 @@ class Tool:
     def save(self, settings):
         return self.run("--save", self.dir, stdin=json.dumps(settings).encode() + b"\n")
 
-    def start(self, argv, **popen):
-        running = Running(subprocess.Popen(argv, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                           bufsize=0, env=self.env, **popen))
-        self.running.append(running)
-        return running
-
-    def switch(self, **popen):
-        return self.start([EXE, "--switch", str(self.dir)], **popen)
+    def switch(self, argv=None, preexec_fn=None):
+        # `--switch DIR`, or argv; started with `preexec_fn`.
+        run = Running(subprocess.Popen(argv or [EXE, "--switch", str(self.dir)],
+                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                       bufsize=0, env=self.env, preexec_fn=preexec_fn))
+        self.running.append(run)
+        return run
 
 
 def block_and_raise(signum):
-    """For preexec_fn: the tool starts with `signum` blocked and already pending."""
-    def run():
-        signal.pthread_sigmask(signal.SIG_BLOCK, {signum})
-        os.kill(os.getpid(), signum)
-    return run
+    # For preexec_fn: the tool starts with `signum` blocked and already pending.
+    return lambda: (signal.pthread_sigmask(signal.SIG_BLOCK, {signum}),
+                    os.kill(os.getpid(), signum))
+
+
+@pytest.fixture
+def tool(tmp_path):
+    t = Tool(tmp_path)
+    yield t
+    for r in t.running:
+        r.close()

@@ -8,54 +8,43 @@
 namespace orvel {
 namespace {
 
-using Calls = std::vector<std::string>;
-using Others = std::optional<std::vector<Side>>;
-
-struct Case {
-  const char* what;
-  Settings target;
-  Others others;  // the snapshot's further sides
-  Calls calls;
-};
-
-const Side usbNow{"usb", "USB Headset", 48000, "BBB=", VolumeMap{{"1", 0.2}, {"2", 0.3}}};
-const Calls usbRead{"exists(usb,output)", "name(usb)", "rate(usb)", "layout(usb)", "volume(usb)"};
+TEST(Current, ReadsLayoutAndVolumesOfTheOutputOnly) {
+  MemorySoundSystem sound;
+  sound.defaults[Direction::input] = "usb";  // has an output side, still not read for input
+  EXPECT_EQ(current(sound),
+            (Settings{Side{"spk", "Desk Speakers", 44100, "AAA=", VolumeMap{{"0", 0.5}}},
+                      Side{"usb", "USB Headset", 48000}}));
+  sound.defaults.clear();
+  EXPECT_EQ(current(sound), Settings());
+}
 
 Side only(const char* uid) {
   return {.uid = uid};
 }
 
-TEST(Snapshot, KeepsTheDevicesThatTheTargetMakesADefault) {
-  const Case cases[] = {
-      {"the current defaults", {only("spk"), only("mic")}, std::nullopt, {}},
-      {"the current input as output", {only("mic")}, std::nullopt, {}},
-      {"present values, not the target's", {Side{"usb", "Mine", 96000}}, {{usbNow}}, usbRead},
-      {"one device both ways, read once", {only("usb"), only("usb")}, {{usbNow}}, usbRead},
+// Each target default that is no default now joins the further devices, as the
+// machine holds it now and after those already held; with none added, those stay
+// as they were, absent or not.
+TEST(Snapshot, AddsTheDevicesThatTheTargetMakesADefault) {
+  const Side usbNow{"usb", "USB Headset", 48000, "BBB=", VolumeMap{{"1", 0.2}, {"2", 0.3}}};
+  const std::tuple<const char*, Settings, std::vector<Side>> cases[] = {
+      {"the current defaults, crossed", {only("mic"), only("spk")}, {}},
+      {"present values, not the target's", {Side{"usb", "Mine", 96000}}, {usbNow}},
+      {"one device both ways, once", {only("usb"), only("usb")}, {usbNow}},
       {"input only: no layout, no volume",
        {std::nullopt, only("line")},
-       {{Side{"line", "Line In", 96000}}},
-       {"exists(line,output)", "exists(line,input)", "name(line)", "rate(line)"}},
-      {"connected in neither direction",
-       {only("dock")},
-       std::nullopt,
-       {"exists(dock,output)", "exists(dock,input)"}},
-      {"the target's others are not read", {.others = {{only("usb")}}}, std::nullopt, {}},
+       {{"line", "Line In", 96000}}},
+      {"not connected", {only("gone")}, {}},
+      {"the target's others are not added", {.others = {{only("usb")}}}, {}},
   };
-  for (const Case& c : cases) {
-    MemorySoundSystem sound = deskMachine();
-    const Settings now = current(sound);
-    sound.calls.clear();
-    const Settings kept = snapshot(sound, now, c.target);
-    EXPECT_EQ(kept, (Settings{now.output, now.input, c.others})) << c.what;
-    EXPECT_EQ(sound.calls, c.calls) << c.what;
+  for (const auto& [what, target, added] : cases) {
+    MemorySoundSystem sound;
+    Settings now = current(sound);
+    if (!added.empty()) now.others = {only("earlier")};
+    Settings expected = now;
+    if (!added.empty()) expected.others->insert(expected.others->end(), added.begin(), added.end());
+    EXPECT_EQ(snapshot(sound, now, target), expected) << what;
   }
-}
-
-TEST(Snapshot, ExtendsFurtherSidesAlreadyHeld) {
-  MemorySoundSystem sound = deskMachine();
-  const Settings now{only("spk"), std::nullopt, std::vector<Side>{only("dock")}};
-  const Settings kept = snapshot(sound, now, {only("usb")});
-  EXPECT_EQ(kept.others, (Others{{only("dock"), usbNow}}));
 }
 
 }  // namespace

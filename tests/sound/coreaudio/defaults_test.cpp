@@ -1,7 +1,8 @@
-// Default devices, presence, names and UID translation.
+// Strings, unknown UIDs, defaults, presence and the checks before any write.
 #include <functional>
 
 #include "sound/coreaudio/sample_machine.h"
+#include "sound/coreaudio/simulated/machine_json.h"
 
 namespace orvel {
 namespace {
@@ -9,77 +10,38 @@ namespace {
 using sim::Fault;
 using sim::Function;
 
-TEST_F(CoreAudioTest, DefaultUIDReadsTheDefaultDeviceUID) {
-  EXPECT_EQ(audio.defaultUID(Direction::output), "speakers-uid");
-  EXPECT_EQ(audio.defaultUID(Direction::input), "mic-uid");
-  // One has-property check, one read of the setting, one of the UID.
-  EXPECT_EQ(machine.calls.size(), 6u);
-  EXPECT_EQ(count(Function::getPropertyData, kAudioDevicePropertyDeviceUID), 2u);
-}
-
-TEST_F(CoreAudioTest, DefaultUIDIsAbsentWhenNothingUsableIsThere) {
-  const std::vector<std::function<void(sim::Machine&)>> breakages = {
-      [](sim::Machine& m) { m.defaultOutput = 0; },
-      [](sim::Machine& m) { m.faults["defaultOutput"] = Fault::missing; },
-      [](sim::Machine& m) { m.faults["defaultOutput"] = Fault::unreadable; },
-      [](sim::Machine& m) { m.find(2)->uid.reset(); },
-      [](sim::Machine& m) { m.find(2)->faults["uid"] = Fault::unreadable; },
+TEST_F(CoreAudioTest, NoStringOutlivesAnyOperationWhateverFails) {
+  const std::vector<std::function<void(const std::string&)>> operations = {
+      [&](const std::string&) { audio.defaultUID(Direction::output); },
+      [&](const std::string&) { audio.defaultUID(Direction::input); },
+      [&](const std::string& uid) { audio.setDefault(Direction::output, uid); },
+      [&](const std::string& uid) { audio.exists(uid, Direction::input); },
+      [&](const std::string& uid) { audio.name(uid); },
+      [&](const std::string& uid) { audio.rate(uid); },
+      [&](const std::string& uid) { audio.setRate(uid, 48000); },
+      [&](const std::string& uid) { audio.layout(uid); },
+      [&](const std::string& uid) { audio.setLayout(uid, stereoLayout); },
+      [&](const std::string& uid) { audio.volume(uid); },
+      [&](const std::string& uid) { audio.setVolume(uid, "1", 0.5); },
+      [&](const std::string&) { audio.devices(); },
   };
-  for (std::size_t i = 0; i < breakages.size(); ++i) {
-    machine = sampleMachine();
-    breakages[i](machine);
-    EXPECT_EQ(audio.defaultUID(Direction::output), std::nullopt) << "case " << i;
-  }
-}
-
-TEST_F(CoreAudioTest, SetDefaultChecksThenWrites) {
-  EXPECT_TRUE(audio.setDefault(Direction::output, "usb-uid"));
-  EXPECT_EQ(machine.defaultOutput, 3u);
-  EXPECT_EQ(audio.defaultUID(Direction::output), "usb-uid");
-  const std::vector<Function> order = {Function::getPropertyData, Function::hasProperty,
-                                       Function::isSettable, Function::setPropertyData};
-  for (std::size_t i = 0; i < order.size(); ++i) EXPECT_EQ(machine.calls[i].function, order[i]);
-}
-
-TEST_F(CoreAudioTest, SetDefaultFailsWithoutChange) {
-  struct Case {
-    Fault fault;
-    std::size_t setCalls;  // a write is tried only once the setting says it can be changed
+  auto runAll = [&](const std::string& what) {
+    for (const std::string uid : {"speakers-uid", "usb-uid", "mic-uid", "no-such-uid"})
+      for (std::size_t i = 0; i < operations.size(); ++i) {
+        operations[i](uid);
+        EXPECT_EQ(sim::liveStrings(), 0u) << what << ", " << uid << ", operation " << i;
+      }
   };
-  for (const Case& c : {Case{Fault::missing, 0}, Case{Fault::fixed, 0}, Case{Fault::refused, 1}}) {
-    machine = sampleMachine();
-    machine.faults["defaultInput"] = c.fault;
-    EXPECT_FALSE(audio.setDefault(Direction::input, "usb-uid"));
-    EXPECT_EQ(machine.defaultInput, 4u);
-    EXPECT_EQ(count(Function::setPropertyData), c.setCalls);
+  for (const Fault fault : {Fault::missing, Fault::unreadable, Fault::fixed, Fault::refused}) {
+    for (const std::string name :
+         {"", "devices", "defaultOutput", "defaultInput", "translate", "uid", "name", "output",
+          "input", "rate", "rateRanges", "layout", "volume"}) {
+      machine = sampleMachine();
+      machine.faults[name] = fault;  // "": no fault; a device name on the machine is ignored
+      for (sim::Device& d : machine.devices) d.faults[name] = fault;
+      runAll(name);
+    }
   }
-}
-
-TEST_F(CoreAudioTest, ExistsNeedsChannelsInThatDirection) {
-  machine.find(3)->output = {{0, 0}};
-  struct Case {
-    std::string uid;
-    Direction direction;
-    bool exists;
-  };
-  for (const Case& c : {Case{"speakers-uid", Direction::output, true},
-                        Case{"speakers-uid", Direction::input, false},  // no buffers
-                        Case{"mic-uid", Direction::input, true},
-                        Case{"mic-uid", Direction::output, false},  // no configuration
-                        Case{"usb-uid", Direction::output, false},  // buffers without channels
-                        Case{"unknown-uid", Direction::output, false}}) {
-    EXPECT_EQ(audio.exists(c.uid, c.direction), c.exists) << c.uid;
-  }
-}
-
-TEST_F(CoreAudioTest, NameConvertsEveryText) {
-  EXPECT_EQ(audio.name("speakers-uid"), "Speakers");
-  EXPECT_EQ(machine.calls.size(), 2u);               // the translation and the read
-  EXPECT_EQ(audio.name("mic-uid"), "Micro de Zoé");  // not offered directly: the fallback
-  device("usb-uid").name = "🎧 Casque";               // characters of two UTF-16 units
-  EXPECT_EQ(audio.name("usb-uid"), "🎧 Casque");
-  device("usb-uid").name.reset();
-  EXPECT_EQ(audio.name("usb-uid"), std::nullopt);
 }
 
 TEST_F(CoreAudioTest, AnUnknownUIDEndsEveryOperationAtTheTranslation) {
@@ -97,9 +59,42 @@ TEST_F(CoreAudioTest, AnUnknownUIDEndsEveryOperationAtTheTranslation) {
     EXPECT_TRUE(audio.volume(unknown).empty());
     EXPECT_FALSE(audio.setVolume(unknown, "0", 0.5));
     EXPECT_EQ(machine.calls.size(), 9u);
-    EXPECT_EQ(count(Function::getPropertyData, kAudioHardwarePropertyTranslateUIDToDevice), 9u);
+    EXPECT_EQ(machine.count(Function::getPropertyData, kAudioHardwarePropertyTranslateUIDToDevice),
+              9u);
     machine.faults.clear();  // second round: translated to object 0, as macOS does
   }
+}
+
+TEST_F(CoreAudioTest, EveryWriteChecksSettableFirstAndChangesNothingWhenRefused) {
+  const std::vector<std::pair<std::string, std::function<bool()>>> setters = {
+      {"defaultOutput", [&] { return audio.setDefault(Direction::output, "usb-uid"); }},
+      {"rate", [&] { return audio.setRate("usb-uid", 44100); }},
+      {"layout", [&] { return audio.setLayout("usb-uid", stereoLayout); }},
+      {"volume", [&] { return audio.setVolume("usb-uid", "1", 0.5); }},
+  };
+  const std::string before = sim::machineText(sampleMachine());
+  for (const auto& [property, set] : setters) {
+    for (const Fault fault : {Fault::missing, Fault::fixed, Fault::refused}) {
+      machine = sampleMachine();
+      (property == "defaultOutput" ? machine.faults : device("usb-uid").faults)[property] = fault;
+      EXPECT_FALSE(set()) << property;
+      machine.faults.clear();
+      device("usb-uid").faults.clear();
+      EXPECT_EQ(sim::machineText(machine), before) << property;
+      EXPECT_EQ(machine.count(Function::setPropertyData), fault == Fault::refused ? 1u : 0u);
+    }
+    machine = sampleMachine();
+    EXPECT_TRUE(set()) << property;
+    EXPECT_NE(sim::machineText(machine), before) << property;
+  }
+}
+
+TEST_F(CoreAudioTest, ExistsNeedsChannelsInThatDirection) {
+  machine.find(3)->output = {{0, 0}};
+  EXPECT_TRUE(audio.exists("speakers-uid", Direction::output));
+  EXPECT_FALSE(audio.exists("speakers-uid", Direction::input));  // no buffers
+  EXPECT_FALSE(audio.exists("mic-uid", Direction::output));      // no configuration
+  EXPECT_FALSE(audio.exists("usb-uid", Direction::output));      // buffers without channels
 }
 
 }  // namespace

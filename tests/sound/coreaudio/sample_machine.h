@@ -69,10 +69,6 @@ class CoreAudioTest : public testing::Test {
   }
 
   sim::Device& device(const std::string& uid) { return *machine.findUID(uid); }
-  std::size_t count(sim::Function function) const { return machine.count(function); }
-  std::size_t count(sim::Function function, AudioObjectPropertySelector selector) const {
-    return machine.count(function, selector);
-  }
 
   sim::Machine machine = sampleMachine();
   CoreAudioSystem audio;
