@@ -72,12 +72,5 @@ TEST_F(FilesTest, NeverFollowsALinkAtTheTemporaryPath) {
   EXPECT_FALSE(fs::exists(root_ / ".switched.tmp"));
 }
 
-TEST_F(FilesTest, AFolderThatIsAFileFailsEveryWrite) {
-  std::ofstream(root_ / "plain") << "x";
-  const Files folder = files("--save", {"--save", (root_ / "plain").string()});
-  EXPECT_FALSE(folder.save(Settings{}, folder.orvel()));
-  EXPECT_FALSE(folder.write("x", folder.mark()));
-}
-
 }  // namespace
 }  // namespace orvel
