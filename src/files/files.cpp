@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <string>
 #include <system_error>
 
 #include "cli/message/message.h"
@@ -37,6 +38,39 @@ FileDescriptor openTemporary(const fs::path& path) {
     fd = FileDescriptor(::open(path.c_str(), flags | O_EXCL, 0666));
   }
   return fd;
+}
+
+// The data in the temporary file at its path; a part written before a failure
+// is removed again.
+bool writeNamed(std::string_view data, const fs::path& temporary) {
+  FileDescriptor fd = openTemporary(temporary);
+  if (!fd) return false;
+  if (!writeAll(fd.get(), data) || ::fsync(fd.get()) != 0 || !fd.close()) {
+    ::unlink(temporary.c_str());
+    return false;
+  }
+  return true;
+}
+
+// Where the system has unnamed files (Linux), the data is written to one and
+// the file gets the temporary's name only once it is whole and on disk: a crash
+// then leaves no part of a file in the folder, not even a temporary one. False
+// where that can't be done; the caller then writes the named way.
+bool writeUnnamed(std::string_view data, const fs::path& dir, const fs::path& temporary) {
+#ifdef O_TMPFILE
+  const fs::path folder = dir.empty() ? fs::path(".") : dir;
+  FileDescriptor fd(::open(folder.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666));
+  if (!fd || !writeAll(fd.get(), data) || ::fsync(fd.get()) != 0) return false;
+  // linkat never replaces an entry: whatever is at the temporary's path (an old
+  // temporary, a planted link) is removed first and never followed.
+  const std::string self = "/proc/self/fd/" + std::to_string(fd.get());
+  ::unlink(temporary.c_str());
+  return ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) == 0 &&
+         fd.close();
+#else
+  (void)data, (void)dir, (void)temporary;
+  return false;
+#endif
 }
 
 // After a rename the folder entry itself must reach the disk too.
@@ -75,12 +109,7 @@ std::optional<Settings> Files::load(const fs::path& file) {
 
 bool Files::write(std::string_view data, const fs::path& file) const {
   const fs::path temporary = dir / ("." + file.filename().string() + ".tmp");
-  FileDescriptor fd = openTemporary(temporary);
-  if (!fd) return false;
-  if (!writeAll(fd.get(), data) || ::fsync(fd.get()) != 0 || !fd.close()) {
-    ::unlink(temporary.c_str());  // never leave a part of a file behind
-    return false;
-  }
+  if (!writeUnnamed(data, dir, temporary) && !writeNamed(data, temporary)) return false;
   if (std::rename(temporary.c_str(), file.c_str()) != 0) return false;
   syncFolder(dir);
   return true;

@@ -1,7 +1,8 @@
 // The working folder that --save, --switch and --restore are given, and its
 // three files. Every file is replaced whole: written to ".NAME.tmp" in the same
-// folder, flushed to disk, renamed over the target, and the folder flushed, so a
-// reader (or a crash) sees the old file or the new one, never a part.
+// folder (on Linux an unnamed file that takes that name only once it is whole),
+// flushed to disk, renamed over the target, and the folder flushed, so a reader
+// (or a crash) sees the old file or the new one, never a part.
 //
 // Files is a plain value; its operations keep no state and report failure only
 // through their results.
@@ -20,9 +21,9 @@ namespace orvel {
 struct Files {
   std::filesystem::path dir;
 
-  std::filesystem::path orvel() const { return dir / "orvel.json"; }       // Orvel's settings
-  std::filesystem::path snapshot() const { return dir / "snapshot.json"; } // the user's own
-  std::filesystem::path mark() const { return dir / "switched"; }          // a switch in effect
+  std::filesystem::path orvel() const { return dir / "orvel.json"; }        // Orvel's settings
+  std::filesystem::path snapshot() const { return dir / "snapshot.json"; }  // the user's own
+  std::filesystem::path mark() const { return dir / "switched"; }           // a switch in effect
 
   // Writes the settings' JSON form; false when they can't be written or stored.
   bool save(const Settings& settings, const std::filesystem::path& file) const;
