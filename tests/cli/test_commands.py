@@ -195,25 +195,3 @@ def test_unwritable_folder_changes_nothing(desk, blocked, message, pending):
     run = desk.switch(preexec_fn=pending and block_and_raise(pending))
     assert run.finish() == 1 and run.out == error(message)
     assert desk.machine_path.read_bytes() == machine and (desk.dir / blocked).is_dir()
-
-
-def test_sigkill_at_any_instant_leaves_a_recoverable_folder(desk):
-    # Kills land at start-up, in the switch's writes and, with "restore" sent at
-    # once, in the restore's; `--restore DIR` then always brings the user back.
-    tool, started = desk, time.monotonic()
-    switched(tool).close()
-    span = time.monotonic() - started  # start-up to the switched line
-    rng = random.Random(1234)
-    for attempt in range(50):
-        tool.dir = tool.tmp / f"work{attempt}"
-        tool.set_machine(MACHINE)
-        assert tool.save(DESK)[1] == 0
-        run = tool.switch()
-        if attempt % 2:
-            run.p.stdin.write(b"restore\n")
-        time.sleep(rng.uniform(0, span * (1.1 + attempt % 2)))
-        run.close()  # SIGKILL
-        out, status = tool.run("--restore", tool.dir)
-        assert status == 0 and json.loads(out)["type"] == "restored"
-        assert tool.state() == desk.original, f"attempt {attempt}"
-        assert not (tool.dir / "switched").exists()
