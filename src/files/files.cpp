@@ -108,7 +108,7 @@ std::optional<Settings> Files::load(const fs::path& file) {
 }
 
 bool Files::write(std::string_view data, const fs::path& file) const {
-  const fs::path temporary = dir / ("." + file.filename().string() + ".tmp");
+  const fs::path temporary = dir / fs::path(".").concat(file.filename().native()).concat(".tmp");
   if (!writeUnnamed(data, dir, temporary) && !writeNamed(data, temporary)) return false;
   if (std::rename(temporary.c_str(), file.c_str()) != 0) return false;
   syncFolder(dir);
