@@ -7,13 +7,13 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <ctime>
 #include <thread>
 
 #include "cli/commands.h"
 #include "cli/line_reader.h"
 #include "cli/message/message.h"
+#include "cli/parent_watch.h"
 #include "cli/restore_line.h"
 #include "cli/restore_once.h"
 #include "engine/apply.h"
@@ -49,7 +49,10 @@ std::string keepUsersSettings(SoundSystem& system, const Files& folder, const Se
   const Settings now = current(system);
   std::string state = "kept";
   if (!matches(now.output, orvel.output) || !matches(now.input, orvel.input)) {
-    if (!folder.save(snapshot(system, now, orvel), folder.snapshot())) {
+    const Settings users = snapshot(system, now, orvel);
+    // Nothing could be read (the sound system is gone or unreadable): an empty
+    // snapshot would keep nothing and replace the one an unrestored switch left.
+    if (users == Settings{} || !folder.save(users, folder.snapshot())) {
       fail("couldn't keep your settings, so nothing was changed");
     }
     state = "taken";
@@ -65,18 +68,6 @@ void waitForSignal(sigset_t signals, RestoreOnce* once) {
   while (sigwait(&signals, &taken) != 0) {
   }
   once->run();
-}
-
-// Once a second on the dot: a parent other than the first means Orvel is gone.
-void watchParent(pid_t parent, RestoreOnce* once) {
-  timespec next{};
-  clock_gettime(CLOCK_MONOTONIC, &next);
-  for (;;) {
-    next.tv_sec += 1;
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &next, nullptr) == EINTR) {
-    }
-    if (getppid() != parent) once->run();
-  }
 }
 
 // A thread that can't be started leaves its trigger out; the others still work.
@@ -97,7 +88,8 @@ constexpr std::size_t restoreLineKeep = 4096;
   // under a thread that still uses it).
   static RestoreOnce once(system, folder);
   startThread(waitForSignal, signals, &once);
-  startThread(watchParent, getppid(), &once);
+  const pid_t parent = getppid();
+  startThread([parent] { watchParent(parent, [] { once.run(); }); });
   LineReader reader(STDIN_FILENO, restoreLineKeep);
   while (const auto line = reader.next()) {
     if (!line->cut && isRestoreLine(line->text)) break;

@@ -1,0 +1,20 @@
+// The watch over the parent process of a switch: Orvel's end hands the tool to
+// another parent, and that is one of the triggers of the restore.
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+
+namespace orvel {
+
+// Blocks until the parent, given by its id, is no longer the parent of this
+// process, then calls gone; returns only if gone does. Where the system can
+// tell a process's end (Linux 5.3 and later) it waits without waking and sees
+// the end at once; elsewhere it falls back to pollParent.
+void watchParent(pid_t parent, const std::function<void()>& gone);
+
+// The same, comparing the parent id once a second on the dot.
+void pollParent(pid_t parent, const std::function<void()>& gone);
+
+}  // namespace orvel
