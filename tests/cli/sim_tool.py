@@ -22,6 +22,19 @@ def error(message):
     return line({"message": message, "type": "error"})
 
 
+def drain(stream, out=b"", lines=None):
+    # Adds to `out` until it holds `lines` lines, or (lines=None) until the stream
+    # closes or WAIT passes.
+    deadline = time.monotonic() + WAIT
+    while (lines is None or out.count(b"\n") < lines) and select.select(
+            [stream], [], [], max(0, deadline - time.monotonic()))[0]:
+        chunk = os.read(stream.fileno(), 65536)
+        if not chunk:
+            break
+        out += chunk
+    return out
+
+
 class Running:
     # A process whose stdout is read without ever blocking past a deadline.
 
@@ -30,13 +43,7 @@ class Running:
 
     def read(self, lines=None):
         # Until stdout holds `lines` lines, or (lines=None) until it closes or WAIT passes.
-        deadline = time.monotonic() + WAIT
-        while (lines is None or self.out.count(b"\n") < lines) and select.select(
-                [self.p.stdout], [], [], max(0, deadline - time.monotonic()))[0]:
-            chunk = os.read(self.p.stdout.fileno(), 65536)
-            if not chunk:
-                break
-            self.out += chunk
+        self.out = drain(self.p.stdout, self.out, lines)
         return self.out.splitlines(keepends=True)
 
     def finish(self):
@@ -46,6 +53,9 @@ class Running:
     def close(self):
         self.p.kill()  # if it still runs
         self.p.wait(timeout=WAIT)
+        if not self.p.stderr.closed:  # read until the tool (a grandchild, too) is gone
+            assert drain(self.p.stderr) == b""
+        self.p.stderr.close()
         self.p.stdin.close()
         self.p.stdout.close()
 
@@ -84,7 +94,8 @@ class Tool:
         # `--switch DIR`, or argv; started with `preexec_fn`.
         run = Running(subprocess.Popen(argv or [EXE, "--switch", str(self.dir)],
                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                       bufsize=0, env=self.env, preexec_fn=preexec_fn))
+                                       stderr=subprocess.PIPE, bufsize=0, env=self.env,
+                                       preexec_fn=preexec_fn))
         self.running.append(run)
         return run
 
