@@ -29,6 +29,8 @@ CFStringRef CFStringOwner::release() {
 }
 
 CFStringOwner makeCFString(const std::string& text) {
+  // The C string would end at a NUL and name some other text: a UID "a\0b" is not "a".
+  if (text.find('\0') != std::string::npos) return {};
   return CFStringOwner(
       CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8));
 }

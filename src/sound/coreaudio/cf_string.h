@@ -33,7 +33,7 @@ class CFStringOwner {
   CFStringRef string_ = nullptr;
 };
 
-// A new CFString of the text; empty when the text isn't valid UTF-8.
+// A new CFString of the text; empty when the text isn't valid UTF-8 or holds a NUL.
 CFStringOwner makeCFString(const std::string& text);
 
 // The string's text in UTF-8; nothing when it can't be converted.

@@ -65,6 +65,14 @@ TEST_F(CoreAudioTest, AnUnknownUIDEndsEveryOperationAtTheTranslation) {
   }
 }
 
+TEST_F(CoreAudioTest, AUIDHoldingANulNamesNoDevice) {
+  const std::string uid("speakers-uid\0x", 14);  // cut at the NUL it would be the speakers'
+  EXPECT_FALSE(audio.exists(uid, Direction::output));
+  EXPECT_FALSE(audio.setDefault(Direction::output, uid));
+  EXPECT_EQ(audio.name(uid), std::nullopt);
+  EXPECT_EQ(machine.calls.size(), 0u);
+}
+
 TEST_F(CoreAudioTest, EveryWriteChecksSettableFirstAndChangesNothingWhenRefused) {
   const std::vector<std::pair<std::string, std::function<bool()>>> setters = {
       {"defaultOutput", [&] { return audio.setDefault(Direction::output, "usb-uid"); }},
