@@ -10,12 +10,19 @@
 #include "files/files.h"
 
 namespace orvel {
+namespace {
+
+// Orvel's settings take a few kilobytes; a longer line is not settings, and
+// holding no more of it keeps a runaway writer from growing our memory.
+constexpr std::size_t settingsLineKeep = 1 << 20;
+
+}  // namespace
 
 void saveCommand(const std::vector<std::string>& args, SoundSystem& system) {
   const Files folder = files("--save", args);
-  const auto line = LineReader(STDIN_FILENO).next();
-  const SaveCheck check =
-      checkSaveLine(system, line ? std::optional<std::string_view>(line->text) : std::nullopt);
+  const auto line = LineReader(STDIN_FILENO, settingsLineKeep).next();
+  const SaveCheck check = checkSaveLine(
+      system, line && !line->cut ? std::optional<std::string_view>(line->text) : std::nullopt);
   if (!check.settings) fail(check.problem);
   if (!folder.save(*check.settings, folder.orvel())) fail("couldn't keep Orvel's settings");
   say({{"type", "saved"}});

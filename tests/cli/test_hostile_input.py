@@ -20,10 +20,11 @@ def settings(**output):
                       ensure_ascii=False).encode("utf-8", "surrogatepass")
 
 
-BIG = settings(name="é" * 5 * MB)  # 10 MB in a string
+NEAR = settings(name="é" * (MB // 2 - 100))  # just under the 1 MiB a line may hold
 LINES = {  # a line for --save, without its line feed, and what it stores (None: refused)
-    "10 MB in a string": (BIG, BIG),
-    "9 MB of blanks first": (b" \t\r" * 3 * MB + settings(), settings()),
+    "a string up to 1 MiB": (NEAR, NEAR),
+    "10 MB in a string": (settings(name="é" * 5 * MB), None),
+    "9 MB of blanks first": (b" \t\r" * 3 * MB + settings(), None),
     "10 MB of garbage": (b" \x00\xff{[" * 2 * MB, None),
     "100000 levels open": (b'{"output":' * 100000, None),
     "100000 levels in an unknown key": (b'{"x":' + DEEP + b"," + settings()[1:], settings()),
