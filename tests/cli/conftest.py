@@ -1,2 +1,2 @@
 # Fixtures of the orvel-sound-sim command tests.
-from sim_tool import tool  # noqa: F401
+from sim_tool import desk, tool  # noqa: F401

@@ -10,11 +10,9 @@
 namespace orvel {
 namespace {
 
-using Watch = void (*)(pid_t, const std::function<void()>&);
-
 // A process that lives a little, with a child that watches it: true when the
 // child tells through the pipe that it saw its parent go (and never before).
-bool childSeesParentsEnd(Watch watch) {
+bool childSeesParentsEnd(void (*watch)(pid_t, const std::function<void()>&)) {
   int pipe[2];
   if (::pipe(pipe) != 0) return false;
   const pid_t middle = ::fork();

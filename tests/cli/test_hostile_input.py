@@ -6,70 +6,61 @@ import select
 
 import pytest
 
-from sim_tool import WAIT, error, line
-from test_commands import (DESK, NOT_A_LINE, RESTORED, SAVED, SWITCHED,  # noqa: F401
-                           desk, switched)
-from test_faults import YOURS, entries
+from sim_tool import DESK, NOT_A_LINE, RESTORED, SAVED, SWITCHED, WAIT, error, line, switched
+from test_faults import YOURS
 
 MB = 1 << 20
 DEEP = b"[" * 100000 + b"]" * 100000
 
 
 def settings(**output):
-    return json.dumps({"output": dict(DESK["output"], **output)},
-                      ensure_ascii=False).encode("utf-8", "surrogatepass")
+    return json.dumps({"output": dict(DESK["output"], **output)}, ensure_ascii=False).encode()
 
 
 NEAR = settings(name="é" * (MB // 2 - 100))  # just under the 1 MiB a line may hold
 LINES = {  # a line for --save, without its line feed, and what it stores (None: refused)
     "a string up to 1 MiB": (NEAR, NEAR),
     "10 MB in a string": (settings(name="é" * 5 * MB), None),
-    "9 MB of blanks first": (b" \t\r" * 3 * MB + settings(), None),
-    "10 MB of garbage": (b" \x00\xff{[" * 2 * MB, None),
     "100000 levels open": (b'{"output":' * 100000, None),
     "100000 levels in an unknown key": (b'{"x":' + DEEP + b"," + settings()[1:], settings()),
-    "an encoded surrogate": (settings(name="\udcff"), None),
     "an overlong encoding": (settings(name="a").replace(b'"a"', b'"\xc0\xaf"'), None),
-    "a lone surrogate escape": (settings(name="a").replace(b'"a"', b'"\\ud800"'), None),
     "a rate of 1e400": (settings(rate=1).replace(b"1}", b"1e400}"), None),
-    "a volume of -1e400": (settings(volume={"0": 1}).replace(b"1}", b"-1e400}"), None),
 }
 
 
 @pytest.mark.parametrize("case", LINES)
-def test_save_takes_or_refuses_hostile_lines_whole(desk, case):
+def test_hostile_lines_are_taken_whole_or_change_nothing(desk, case):
+    # By --save; and those it refuses, written by hand over the files.
     text, stores = LINES[case]
     assert desk.save(dict(DESK, input={"uid": "mic-uid"})) == (SAVED, 0)
-    before = (desk.dir / "orvel.json").read_bytes()
+    before = desk.entries()
     out = desk.run("--save", desk.dir, stdin=text + b"\n")
-    assert out == ((SAVED, 0) if stores else (error(NOT_A_LINE), 1))
-    stored = (desk.dir / "orvel.json").read_bytes()
-    assert json.loads(stored) == json.loads(stores) if stores else stored == before
-
-
-@pytest.mark.parametrize("case", ["100000 levels open", "an overlong encoding", "a rate of 1e400"])
-def test_hand_edited_files_that_dont_read_change_nothing(desk, case):
-    text = LINES[case][0]
+    if stores:
+        assert out == (SAVED, 0) and json.loads(desk.entries()["orvel.json"]) == json.loads(stores)
+        return
+    assert out == (error(NOT_A_LINE), 1) and desk.entries() == before
+    if case == "10 MB in a string":
+        return  # a file may hold more than a line
     for name, command, out, status in [
             ("orvel.json", "--switch", error("Orvel's sound isn't set up yet"), 1),
             ("snapshot.json", "--restore", line({"applied": [], "skipped": [
                 "no snapshot to put back"], "type": "restored"}), 0)]:
         (desk.dir / name).write_bytes(text)
-        before, machine = entries(desk.dir), desk.machine_path.read_bytes()
+        before, machine = desk.entries(), desk.machine_path.read_bytes()
         assert desk.run(command, desk.dir, stdin=b"restore\n") == (out, status)
-        assert entries(desk.dir) == before and desk.machine_path.read_bytes() == machine
+        assert desk.entries() == before and desk.machine_path.read_bytes() == machine
 
 
 def test_unreadable_machine_reads_as_none_and_loses_no_snapshot(desk):
     switched(desk).close()  # SIGKILL: the snapshot and the marker stay
-    before, machine = entries(desk.dir), desk.machine_path.read_text()
+    before, machine = desk.entries(), desk.machine_path.read_text()
     desk.machine_path.write_text(json.dumps(desk.machine()).replace('"1": 0.25', '"1": 1e400', 1))
     assert desk.run("--read") == (line({"settings": {}, "type": "settings"}), 0)
     assert desk.run("--devices") == (b"", 0)
     assert desk.run("--switch", desk.dir, stdin=b"restore\n") == (error(YOURS), 1)
-    assert entries(desk.dir) == before
+    assert desk.entries() == before
     desk.machine_path.write_text(machine)
-    assert desk.run("--restore", desk.dir)[1] == 0 and desk.state() == desk.original
+    assert desk.run("--restore", desk.dir)[1] == 0 and desk.machine() == desk.original
 
 
 def test_hand_edited_huge_rate_switches_and_restores(desk):
@@ -77,14 +68,12 @@ def test_hand_edited_huge_rate_switches_and_restores(desk):
     machine["devices"][0]["rateRanges"] = [[8000, 1e308]]
     desk.set_machine(machine)
     (desk.dir / "orvel.json").write_bytes(settings(rate=1e300))
-    run = desk.switch()
-    assert run.read(1) == [line({"applied": ["the output Desk Speakers as the default",
-                                             f"the output Desk Speakers at {1e300:.0f} Hz"],
-                                 "skipped": [], "snapshot": "taken", "type": "switched"})]
-    assert desk.machine()["devices"][0]["rate"] == 1e300
-    run.p.stdin.write(b"restore\n")
-    assert run.finish() == 0 and json.loads(run.out.splitlines()[1])["type"] == "restored"
-    assert desk.state() == desk.original
+    run = desk.switch(stdin=b"restore\n")  # waits in the pipe for the switch
+    assert run.finish() == 0 and [json.loads(text) for text in run.read()] == [
+        {"applied": ["the output Desk Speakers as the default",
+                     f"the output Desk Speakers at {1e300:.0f} Hz"], "skipped": [],
+         "snapshot": "taken", "type": "switched"}, json.loads(RESTORED)]
+    assert desk.machine() == machine
 
 
 def feed(run, data):
@@ -105,7 +94,7 @@ def test_endless_line_during_switch_keeps_memory_bounded_and_restores(desk):
     feed(run, b"restore " * (6 * MB))  # 48 MB without a line feed: no restore
     assert peak_kib() - before < 16 * 1024 and run.p.poll() is None
     feed(run, b"\nrestore\n")
-    assert run.finish() == 0 and run.out == SWITCHED + RESTORED and desk.state() == desk.original
+    assert run.finish() == 0 and run.out == SWITCHED + RESTORED and desk.machine() == desk.original
 
 
 @pytest.mark.parametrize("planted", [".orvel.json.tmp", "orvel.json", ".snapshot.json.tmp",
@@ -124,7 +113,7 @@ def test_planted_links_are_replaced_never_followed(desk, planted, target):
         run = switched(desk)
         assert not (desk.dir / "switched").is_symlink() and (desk.dir / "switched").is_file()
         run.p.stdin.write(b"restore\n")
-        assert run.finish() == 0 and desk.state() == desk.original
+        assert run.finish() == 0 and desk.machine() == desk.original
         assert json.loads((desk.dir / "snapshot.json").read_bytes())["output"]["uid"] == "hp-uid"
     assert (outside.read_bytes() == target) if target else not outside.exists()
     assert [(p.name, p.is_symlink()) for p in sorted(desk.dir.iterdir())] == [

@@ -1,43 +1,40 @@
-"""pytest fixture `pulse_server`: a private sound server per test, never the user's own.
-
-It starts one with tests/sound/pulseaudio/private-server (once per installed server
-kind), points os.environ at it while the test runs, and stops it afterwards. It yields
-a PrivateServer: its `env` (PULSE_SERVER and friends), `pactl(*args)` and `stop()`.
-"""
-
+"""Fixture `pulse_server`: a private sound server of each installed kind per test, never
+the user's own, started by tests/sound/pulseaudio/private-server; os.environ points at it."""
 import os
 import shutil
 import subprocess
+import sys
 import tempfile
 from pathlib import Path
 
 import pytest
 
 SCRIPT = Path(__file__).resolve().parents[2] / "sound" / "pulseaudio" / "private-server"
-KINDS = ["pulseaudio", "pipewire"]
+sys.path.append(str(Path(__file__).resolve().parents[1]))  # the helpers in sim_tool
 
 
 class PrivateServer:
+    # `env`: PULSE_SERVER and friends; `folder`: the script's DIR.
     def __init__(self, kind, folder):
-        self.kind = kind
-        self.folder = folder
-        out = subprocess.run([SCRIPT, "start", folder, kind], capture_output=True,
-                             text=True, timeout=30)
+        self.kind, self.folder = kind, folder
+        out = subprocess.run([SCRIPT, "start", folder, kind], capture_output=True, text=True,
+                             timeout=30)
         if out.returncode != 0:
             raise RuntimeError(f"private {kind} server did not start: {out.stderr}")
-        pairs = (line.split("=", 1) for line in out.stdout.splitlines() if "=" in line)
-        self.env = dict(pairs)
+        self.env = dict(line.split("=", 1) for line in out.stdout.splitlines() if "=" in line)
 
     def pactl(self, *args):
-        env = {**os.environ, **self.env}
-        return subprocess.run(["pactl", *args], env=env, capture_output=True, text=True,
-                              timeout=10).stdout.strip()
+        return subprocess.run(["pactl", *args], env={**os.environ, **self.env}, text=True,
+                              capture_output=True, timeout=10).stdout.strip()
 
     def stop(self):
         subprocess.run([SCRIPT, "stop", self.folder], timeout=30)
 
+    def pid(self):  # of the process that speaks the pulse protocol, the script's last
+        return int(Path(self.folder, "pids").read_text().split()[-1])
 
-@pytest.fixture(params=KINDS)
+
+@pytest.fixture(params=["pulseaudio", "pipewire"])
 def pulse_server(request, monkeypatch):
     if shutil.which(request.param) is None:
         pytest.skip(f"{request.param} is not installed")

@@ -1,22 +1,23 @@
-"""orvel-sound's commands on a private sound server, checked with pactl."""
+"""orvel-sound on a private sound server, checked with pactl; a hung, absent, restarted server."""
 import base64
 import json
 import os
-import queue
 import signal
 import subprocess
-import threading
 import time
 
 import pytest
+
+from sim_tool import Running
 
 TOOL = os.path.join(os.environ.get("ORVEL_BUILD", "/work/main/build"), "orvel-sound")
 WAIT = 5  # seconds, the bound of every wait
 
 
 def run(*args, stdin=""):
-    out = subprocess.run([TOOL, *args], input=stdin, capture_output=True, text=True,
+    out = subprocess.run([TOOL, *map(str, args)], input=stdin, capture_output=True, text=True,
                          timeout=WAIT)
+    assert out.stderr == ""
     return out.returncode, [json.loads(line) for line in out.stdout.splitlines()]
 
 
@@ -28,110 +29,95 @@ def state(server):
 
 @pytest.fixture
 def switch(tmp_path):
-    # Saves the settings given, starts `--switch DIR` and returns it with its first line;
-    # its lines are read in the background and it is killed at the end if it still runs.
+    # Writes the settings given as orvel.json (as by hand: no --save check), starts
+    # `--switch DIR` and gives it with its first line; it is killed at the end.
     started = []
 
     def start(settings):
-        assert run("--save", str(tmp_path), stdin=json.dumps(settings) + "\n") == \
-            (0, [{"type": "saved"}])
-        proc = subprocess.Popen([TOOL, "--switch", str(tmp_path)], stdin=subprocess.PIPE,
-                                stdout=subprocess.PIPE, text=True)
-        proc.lines = queue.Queue()
-        threading.Thread(target=lambda: [proc.lines.put(json.loads(line))
-                                         for line in proc.stdout], daemon=True).start()
-        started.append(proc)
-        return proc, proc.lines.get(timeout=WAIT)
+        (tmp_path / "orvel.json").write_text(json.dumps(settings))
+        started.append(Running(subprocess.Popen([TOOL, "--switch", tmp_path], bufsize=0, **{
+            stream: subprocess.PIPE for stream in ("stdin", "stdout", "stderr")})))
+        return started[-1], json.loads(started[-1].read(1)[0])
 
     yield start
-    for proc in started:
-        proc.kill()
-        proc.wait(timeout=WAIT)
+    for run in started:
+        run.close()
 
 
-def restored(proc):
-    # The restored line, after checking the exit status and that nothing else came.
-    line = proc.lines.get(timeout=WAIT)
-    assert proc.wait(timeout=WAIT) == 0 and line["type"] == "restored"
-    time.sleep(0.1)
-    assert proc.lines.empty()
-    return line
+def restored(run):
+    # The one line after the first, restored, and the exit status 0.
+    assert run.finish() == 0 and len(run.read()) == 2
+    return json.loads(run.out.splitlines()[1])
 
 
-def test_devices_and_read(pulse_server):
+def test_devices_read_and_names_of_no_device(pulse_server, tmp_path):
     assert run("--devices") == (0, [  # sinks, then sources; no monitors
         dict(zip(["uid", "name", "outputs", "inputs", "rate", "rates"], device)) for device in [
             ("desk_speakers", "Desk Speakers", 2, 0, 48000.0, [48000.0]),
             ("tv_surround", "Télé du Salon", 6, 0, 44100.0, [44100.0]),
             ("desk_mic", "Desk Microphone", 0, 1, 48000.0, [48000.0])]])
     assert pulse_server.pactl("set-sink-volume", "desk_speakers", "25%") == ""
-    status, lines = run("--read")
-    assert status == 0 and len(lines) == 1 and lines[0]["type"] == "settings"
-    output, input_ = lines[0]["settings"]["output"], lines[0]["settings"]["input"]
-    assert (output["uid"], output["name"], output["rate"]) == \
-        ("desk_speakers", "Desk Speakers", 48000.0)
-    assert output["volume"] == {"0": pytest.approx(0.25, abs=1e-4)}
-    assert base64.b64decode(output["layout"]) == b"front-left,front-right"
-    assert (input_["uid"], input_["name"], input_["rate"]) == ("desk_mic", "Desk Microphone", 48e3)
+    assert run("--read") == (0, [{"type": "settings", "settings": {
+        "input": {"uid": "desk_mic", "name": "Desk Microphone", "rate": 48000.0},
+        "output": {"uid": "desk_speakers", "name": "Desk Speakers", "rate": 48000.0,
+                   "layout": base64.b64encode(b"front-left,front-right").decode(),
+                   "volume": {"0": pytest.approx(0.25, abs=1e-4)}}}}])
+    for uid in ["no_such_device", "", "0", "1", "0x1", "@DEFAULT_SINK@"]:  # not even an index
+        assert run("--save", tmp_path, stdin=json.dumps({"output": {"uid": uid}})) == (
+            1, [{"message": f"{uid} isn't a connected output", "type": "error"}])
 
 
-@pytest.mark.parametrize("trigger", ["line", "eof", "sigterm"])
+TRIGGERS = {"line": lambda p: p.stdin.write(b"restore\n"),
+            "eof": lambda p: p.stdin.close(), "sigterm": lambda p: p.send_signal(signal.SIGTERM)}
+
+
+@pytest.mark.parametrize("trigger", TRIGGERS)
 def test_switch_then_every_trigger_restores_exactly(pulse_server, switch, trigger):
-    before = state(pulse_server)
-    proc, switched = switch({"output": {"uid": "tv_surround", "volume": {"0": 0.3}}})
-    assert switched["type"] == "switched" and switched["snapshot"] == "taken"
-    assert switched["skipped"] == [] and len(switched["applied"]) == 2
-    assert pulse_server.pactl("get-default-sink") == "tv_surround"
-    assert pulse_server.pactl("get-sink-volume", "tv_surround").count("/  30% /") == 6
-    if trigger == "line":
-        proc.stdin.write("restore\n")
-        proc.stdin.flush()
-    elif trigger == "eof":
-        proc.stdin.close()
-    else:
-        proc.send_signal(signal.SIGTERM)
-    assert restored(proc)["skipped"] == [] and state(pulse_server) == before
+    before, tv = state(pulse_server), "the output tv_surround"  # no name given
+    run, switched = switch({"input": {"uid": "desk_speakers.monitor"}, "output": {
+        "uid": "tv_surround", "rate": 96000, "layout": "AAAA",
+        "volume": {"0": 0.3, "1": 1.5, "2": 1e9, "7": 0.5}}})  # all, one, too loud, none
+    assert switched == {"type": "switched", "snapshot": "taken", "applied": [
+        f"{tv} as the default", f"{tv}'s volume", f"{tv}'s volume",
+        "the input desk_speakers.monitor as the default"], "skipped": [  # no rate, no layout
+        f"{tv} at 96000 Hz", f"{tv}'s channel layout", f"{tv}'s volume", f"{tv}'s volume"]}
+    assert (pulse_server.pactl("get-default-sink"), pulse_server.pactl("get-default-source")) \
+        == ("tv_surround", "desk_speakers.monitor")
+    volumes = pulse_server.pactl("get-sink-volume", "tv_surround")
+    assert (volumes.count("/  30% /"), volumes.count("/ 150% /")) == (5, 1)
+    TRIGGERS[trigger](run.p)
+    assert restored(run)["skipped"] == [] and state(pulse_server) == before
 
 
 def test_the_current_settings_switched_to_are_kept(pulse_server, switch, tmp_path):
     before = state(pulse_server)
-    proc, switched = switch(run("--read")[1][0]["settings"])
+    kept, switched = switch(run("--read")[1][0]["settings"])
     assert switched == {"type": "switched", "snapshot": "kept", "applied": [], "skipped": []}
     assert not (tmp_path / "snapshot.json").exists()
-    proc.stdin.close()
-    assert restored(proc)["skipped"] == ["no snapshot to put back"]
+    kept.p.stdin.close()
+    assert restored(kept)["skipped"] == ["no snapshot to put back"]
     assert state(pulse_server) == before
 
 
-def test_rate_and_layout_the_server_cant_change_are_skipped(pulse_server, switch):
-    layout = base64.b64encode(b"front-left,front-right").decode()
-    proc, switched = switch({"output": {"uid": "tv_surround", "rate": 96000, "layout": layout}})
-    assert switched["type"] == "switched" and len(switched["skipped"]) == 2
-    assert [any(w in e for e in switched["skipped"]) for w in ("96000 Hz", "layout")] == [1, 1]
-    assert not any("Hz" in e or "layout" in e for e in switched["applied"])
-    assert pulse_server.pactl("get-default-sink") == "tv_surround"
-    proc.stdin.close()
-    restored(proc)
-
-
-def test_sigterm_restores_even_when_the_server_is_gone(pulse_server, switch):
-    proc, switched = switch({"output": {"uid": "tv_surround", "volume": {"0": 0.3}}})
-    assert switched["snapshot"] == "taken"
+def test_a_restore_reaches_a_restarted_server(pulse_server, switch):
+    run, switched = switch({"output": {"uid": "tv_surround"}})
     pulse_server.stop()
-    started = time.monotonic()
-    proc.send_signal(signal.SIGTERM)
-    restored(proc)
-    assert time.monotonic() - started < WAIT
+    server = type(pulse_server)(pulse_server.kind, pulse_server.folder)  # the same socket
+    assert server.pactl("set-default-sink", "tv_surround") == ""
+    run.p.send_signal(signal.SIGTERM)
+    assert restored(run)["applied"] == ["the output Desk Speakers as the default"]
+    assert server.pactl("get-default-sink") == "desk_speakers"
 
 
-def test_no_server_reads_nothing_quickly(tmp_path, monkeypatch):
-    # A socket that isn't there; the folders lie in tmp_path, away from the user's server.
-    monkeypatch.setenv("PULSE_SERVER", f"unix:{tmp_path}/none")
-    for key, folder in [("HOME", "home"), ("XDG_RUNTIME_DIR", "run"),
-                        ("PULSE_RUNTIME_PATH", "run/pulse"), ("PULSE_STATE_PATH", "state")]:
-        (tmp_path / folder).mkdir(parents=True, exist_ok=True)
-        monkeypatch.setenv(key, str(tmp_path / folder))
+def test_a_hung_or_absent_server_costs_one_deadline_at_most(pulse_server, monkeypatch, tmp_path):
+    os.kill(pulse_server.pid(), signal.SIGSTOP)
+    try:
+        started = time.monotonic()
+        assert run("--read") == (0, [{"settings": {}, "type": "settings"}])
+        assert 1 < time.monotonic() - started < 3.9  # each read alone would take 2 s
+    finally:
+        os.kill(pulse_server.pid(), signal.SIGCONT)
+    monkeypatch.setenv("PULSE_SERVER", f"unix:{tmp_path}/none")  # a socket that isn't there
     started = time.monotonic()
     assert run("--read") == (0, [{"settings": {}, "type": "settings"}])
-    assert run("--devices") == (0, [])
-    assert time.monotonic() - started < 3
+    assert run("--devices") == (0, []) and time.monotonic() - started < 3

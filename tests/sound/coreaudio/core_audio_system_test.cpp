@@ -1,0 +1,198 @@
+// The CoreAudio backend over a small simulated Mac, and the check that no
+// CFString outlives a test, whatever path its operations took.
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "sound/base64.h"
+#include "sound/coreaudio/core_audio_system.h"
+#include "sound/coreaudio/simulated/machine.h"
+#include "sound/coreaudio/simulated/machine_json.h"
+
+namespace orvel {
+namespace {
+
+using sim::Fault;
+using sim::Function;
+
+// The speakers' layout: stereo by channel coordinates, its base64 holds a "/".
+const std::string stereoLayout =
+    "AAAAAAAAAAACAAAAAQAAAAEAAAAAAIC/AAAAAAAAAAACAAAAAQAAAAAAgD8AAAAAAAAAAA==";
+
+// Speakers (the default output, a main volume control beside channel ones), a USB
+// interface (two output buffers, channel controls only) and a microphone (the
+// default input, a non-ASCII name, no output side).
+sim::Machine sampleMachine() {
+  return sim::machineFromText(R"({"defaultOutput": 2, "defaultInput": 4, "devices": [
+    {"id": 2, "uid": "speakers-uid", "name": "Speakers", "output": [2], "input": [],
+     "rate": 44100, "rateRanges": [[44100, 44100], [48000, 48000], [88200, 96000]],
+     "layout": "AAAAAAAAAAACAAAAAQAAAAEAAAAAAIC/AAAAAAAAAAACAAAAAQAAAAAAgD8AAAAAAAAAAA==",
+     "volume": {"0": 0.5, "1": 0.25, "2": 0.75}},
+    {"id": 3, "uid": "usb-uid", "name": "USB Interface", "output": [2, 2], "input": [2],
+     "rate": 48000, "rateRanges": [[44100, 44100], [48000, 48000]],
+     "layout": "AgBlAAAAAAAAAAAA", "volume": {"1": 0.1, "2": 0.2}},
+    {"id": 4, "uid": "mic-uid", "name": "Micro de Zoé", "input": [1], "rate": 48000,
+     "rateRanges": [[48000, 48000]]}]})");
+}
+
+class CoreAudioTest : public testing::Test {
+ protected:
+  void SetUp() override { sim::use(machine); }
+  void TearDown() override {
+    sim::useFile();
+    EXPECT_EQ(sim::liveStrings(), 0u) << "a CFString was not released";
+  }
+  sim::Device& device(const std::string& uid) { return *machine.findUID(uid); }
+
+  sim::Machine machine = sampleMachine();
+  CoreAudioSystem audio;
+};
+
+TEST_F(CoreAudioTest, NoStringOutlivesAnyOperationWhateverFails) {
+  const std::vector<std::function<void(const std::string&)>> operations = {
+      [&](const std::string&) { audio.defaultUID(Direction::output); },
+      [&](const std::string&) { audio.defaultUID(Direction::input); },
+      [&](const std::string& uid) { audio.setDefault(Direction::output, uid); },
+      [&](const std::string& uid) { audio.exists(uid, Direction::input); },
+      [&](const std::string& uid) { audio.name(uid); },
+      [&](const std::string& uid) { audio.rate(uid); },
+      [&](const std::string& uid) { audio.setRate(uid, 48000); },
+      [&](const std::string& uid) { audio.layout(uid); },
+      [&](const std::string& uid) { audio.setLayout(uid, stereoLayout); },
+      [&](const std::string& uid) { audio.volume(uid); },
+      [&](const std::string& uid) { audio.setVolume(uid, "1", 0.5); },
+      [&](const std::string&) { audio.devices(); },
+  };
+  for (const Fault fault : {Fault::missing, Fault::unreadable, Fault::fixed, Fault::refused}) {
+    for (const std::string name :
+         {"", "devices", "defaultOutput", "defaultInput", "translate", "uid", "name", "output",
+          "input", "rate", "rateRanges", "layout", "volume"}) {
+      machine = sampleMachine();
+      machine.faults[name] = fault;  // "": no fault; a device name on the machine is ignored
+      for (sim::Device& d : machine.devices) d.faults[name] = fault;
+      for (const std::string uid : {"speakers-uid", "usb-uid", "mic-uid", "no-such-uid"}) {
+        for (std::size_t i = 0; i < operations.size(); ++i) {
+          operations[i](uid);
+          EXPECT_EQ(sim::liveStrings(), 0u) << name << ", " << uid << ", operation " << i;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(CoreAudioTest, AUIDThatNamesNoDeviceEndsEveryOperationAtTheTranslation) {
+  const std::pair<std::string, std::size_t> cases[] = {
+      {"no-such-uid", 9},                        // translated to object 0, as macOS does
+      {"speakers-uid", 9},                       // the translation fails
+      {std::string("speakers-uid\0x", 14), 0}};  // cut at the NUL it would be the speakers'
+  for (const auto& [uid, translations] : cases) {
+    machine.calls.clear();
+    machine.faults.clear();
+    if (uid == "speakers-uid") machine.faults["translate"] = Fault::unreadable;
+    EXPECT_FALSE(audio.setDefault(Direction::output, uid));
+    EXPECT_FALSE(audio.exists(uid, Direction::output));
+    EXPECT_EQ(audio.name(uid), std::nullopt);
+    EXPECT_EQ(audio.rate(uid), std::nullopt);
+    EXPECT_FALSE(audio.setRate(uid, 48000));
+    EXPECT_EQ(audio.layout(uid), std::nullopt);
+    EXPECT_FALSE(audio.setLayout(uid, stereoLayout));
+    EXPECT_TRUE(audio.volume(uid).empty());
+    EXPECT_FALSE(audio.setVolume(uid, "0", 0.5));
+    EXPECT_EQ(machine.calls.size(), translations);
+    EXPECT_EQ(machine.count(Function::getPropertyData, kAudioHardwarePropertyTranslateUIDToDevice),
+              translations);
+  }
+}
+
+TEST_F(CoreAudioTest, EveryWriteChecksSettableFirstAndChangesNothingWhenRefused) {
+  const std::vector<std::pair<std::string, std::function<bool()>>> setters = {
+      {"defaultOutput", [&] { return audio.setDefault(Direction::output, "usb-uid"); }},
+      {"rate", [&] { return audio.setRate("usb-uid", 44100); }},
+      {"layout", [&] { return audio.setLayout("usb-uid", stereoLayout); }},
+      {"volume", [&] { return audio.setVolume("usb-uid", "1", 0.5); }},
+  };
+  const std::string before = sim::machineText(sampleMachine());
+  for (const auto& [property, set] : setters) {
+    for (const Fault fault : {Fault::missing, Fault::fixed, Fault::refused}) {
+      machine = sampleMachine();
+      (property == "defaultOutput" ? machine.faults : device("usb-uid").faults)[property] = fault;
+      EXPECT_FALSE(set()) << property;
+      machine.faults.clear();
+      device("usb-uid").faults.clear();
+      EXPECT_EQ(sim::machineText(machine), before) << property;
+      EXPECT_EQ(machine.count(Function::setPropertyData), fault == Fault::refused ? 1u : 0u);
+    }
+    machine = sampleMachine();
+    EXPECT_TRUE(set()) << property;
+    EXPECT_NE(sim::machineText(machine), before) << property;
+  }
+}
+
+TEST_F(CoreAudioTest, ExistsNeedsChannelsInThatDirection) {
+  machine.find(3)->output = {{0, 0}};
+  EXPECT_TRUE(audio.exists("speakers-uid", Direction::output));
+  EXPECT_FALSE(audio.exists("speakers-uid", Direction::input));  // no buffers
+  EXPECT_FALSE(audio.exists("mic-uid", Direction::output));      // no configuration
+  EXPECT_FALSE(audio.exists("usb-uid", Direction::output));      // buffers without channels
+}
+
+TEST_F(CoreAudioTest, DevicesRecordEveryDeviceAndFallBackPerValue) {
+  device("usb-uid").name = "🎧 Casque";  // characters of two UTF-16 units
+  EXPECT_EQ(audio.devices(),
+            (std::vector<DeviceRecord>{
+                {"speakers-uid", "Speakers", 2, 0, 44100, {44100, 48000, 88200, 96000}},
+                {"usb-uid", "🎧 Casque", 4, 2, 48000, {44100, 48000}},  // buffers summed
+                {"mic-uid", "Micro de Zoé", 0, 1, 48000, {48000}},
+            }));
+  device("speakers-uid").faults["uid"] = Fault::unreadable;  // left out, the others keep order
+  device("usb-uid").faults["name"] = Fault::unreadable;
+  device("usb-uid").faults["output"] = Fault::unreadable;
+  device("usb-uid").rate.reset();
+  device("mic-uid").faults["rate"] = Fault::unreadable;
+  device("mic-uid").rateRanges.reset();
+  EXPECT_EQ(audio.devices(), (std::vector<DeviceRecord>{{"usb-uid", "", 0, 2, 0, {44100, 48000}},
+                                                        {"mic-uid", "Micro de Zoé", 0, 1, 0, {}}}));
+  machine.faults["devices"] = Fault::unreadable;
+  EXPECT_TRUE(audio.devices().empty());
+}
+
+TEST_F(CoreAudioTest, RatesListRangesInTheirOrder) {
+  device("mic-uid").rateRanges = {{96000, 96000}, {44100, 48000}, {48000, 48000}};
+  EXPECT_EQ(audio.rates(4), (std::vector<double>{96000, 44100, 48000, 48000}));
+}
+
+TEST_F(CoreAudioTest, VolumeMapFollowsTheControls) {
+  auto channelsOnly = [](std::vector<UInt32> buffers, UInt32 controls) {
+    sim::Machine m = sampleMachine();
+    m.find(3)->output = std::move(buffers);
+    m.find(3)->volume.clear();
+    for (UInt32 element = 1; element <= controls; ++element) m.find(3)->volume[element] = 0.5f;
+    return m;
+  };
+  EXPECT_EQ(audio.volume("speakers-uid"), (VolumeMap{{"0", 0.5}}));  // the main control wins
+  EXPECT_EQ(audio.volume("usb-uid"), (VolumeMap{{"1", double{0.1f}}, {"2", double{0.2f}}}));
+  EXPECT_TRUE(audio.volume("mic-uid").empty());
+
+  machine = channelsOnly({}, 1);  // no channels: element 1 is still tried
+  EXPECT_EQ(audio.volume("usb-uid"), (VolumeMap{{"1", 0.5}}));
+  machine = channelsOnly({24}, 24);  // at most 16 channels
+  EXPECT_EQ(audio.volume("usb-uid").size(), 16u);
+  machine = channelsOnly({2, 1}, 3);
+  device("usb-uid").faults["volume.2"] = Fault::unreadable;  // left out, the walk goes on
+  EXPECT_EQ(audio.volume("usb-uid"), (VolumeMap{{"1", 0.5}, {"3", 0.5}}));
+}
+
+TEST_F(CoreAudioTest, LayoutAndVolumeWritesTakeOnlyWhatTheyCanUse) {
+  EXPECT_FALSE(audio.setLayout("usb-uid", "AgBlAAAAAAAAAAA"));  // not base64: nothing asked
+  EXPECT_FALSE(audio.setVolume("speakers-uid", "1.0", 0.5));    // not a key: nothing asked
+  EXPECT_EQ(machine.calls.size(), 2u);                          // the translations
+  EXPECT_TRUE(audio.setLayout("usb-uid", *audio.layout("speakers-uid")));
+  EXPECT_EQ(device("usb-uid").layout, base64Decode(stereoLayout));
+  EXPECT_TRUE(audio.setVolume("speakers-uid", "+2", 1.5));  // not clamped
+  EXPECT_EQ(device("speakers-uid").volume[2], 1.5f);
+  EXPECT_FALSE(audio.setVolume("speakers-uid", "7", 0.5));  // no control on element 7
+  EXPECT_EQ(machine.count(Function::setPropertyData), 2u);
+}
+
+}  // namespace
+}  // namespace orvel
