@@ -52,15 +52,21 @@ bool writeNamed(std::string_view data, const fs::path& temporary) {
   return true;
 }
 
+// The folder as a path that open() takes: "." for the current one.
+fs::path openable(const fs::path& dir) {
+  return dir.empty() ? fs::path(".") : dir;
+}
+
 // Where the system has unnamed files (Linux), the data is written to one and
 // the file gets the temporary's name only once it is whole and on disk: a crash
-// then leaves no part of a file in the folder, not even a temporary one. False
-// where that can't be done; the caller then writes the named way.
-bool writeUnnamed(std::string_view data, const fs::path& dir, const fs::path& temporary) {
+// then leaves no part of a file in the folder, not even a temporary one.
+// Nothing where no unnamed file can be made; the caller then writes the named way.
+std::optional<bool> writeUnnamed(std::string_view data, const fs::path& dir,
+                                 const fs::path& temporary) {
 #ifdef O_TMPFILE
-  const fs::path folder = dir.empty() ? fs::path(".") : dir;
-  FileDescriptor fd(::open(folder.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666));
-  if (!fd || !writeAll(fd.get(), data) || ::fsync(fd.get()) != 0) return false;
+  FileDescriptor fd(::open(openable(dir).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666));
+  if (!fd) return std::nullopt;
+  if (!writeAll(fd.get(), data) || ::fsync(fd.get()) != 0) return false;
   // linkat never replaces an entry: whatever is at the temporary's path (an old
   // temporary, a planted link) is removed first and never followed.
   const std::string self = "/proc/self/fd/" + std::to_string(fd.get());
@@ -69,14 +75,13 @@ bool writeUnnamed(std::string_view data, const fs::path& dir, const fs::path& te
          fd.close();
 #else
   (void)data, (void)dir, (void)temporary;
-  return false;
+  return std::nullopt;
 #endif
 }
 
 // After a rename the folder entry itself must reach the disk too.
 void syncFolder(const fs::path& dir) {
-  const fs::path folder = dir.empty() ? fs::path(".") : dir;
-  FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  FileDescriptor fd(::open(openable(dir).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd) ::fsync(fd.get());
 }
 
@@ -109,7 +114,8 @@ std::optional<Settings> Files::load(const fs::path& file) {
 
 bool Files::write(std::string_view data, const fs::path& file) const {
   const fs::path temporary = dir / fs::path(".").concat(file.filename().native()).concat(".tmp");
-  if (!writeUnnamed(data, dir, temporary) && !writeNamed(data, temporary)) return false;
+  const auto unnamed = writeUnnamed(data, dir, temporary);
+  if (!(unnamed ? *unnamed : writeNamed(data, temporary))) return false;
   if (std::rename(temporary.c_str(), file.c_str()) != 0) return false;
   syncFolder(dir);
   return true;
