@@ -10,8 +10,9 @@ namespace orvel {
 
 // Blocks until the parent, given by its id, is no longer the parent of this
 // process, then calls gone; returns only if gone does. Where the system can
-// tell a process's end (Linux 5.3 and later) it waits without waking and sees
-// the end at once; elsewhere it falls back to pollParent.
+// tell a process's end (a process descriptor on Linux 5.3 and later, a kernel
+// queue on macOS) it waits without waking and sees the end at once; elsewhere
+// it falls back to pollParent.
 void watchParent(pid_t parent, const std::function<void()>& gone);
 
 // The same, comparing the parent id once a second on the dot.

@@ -1,28 +1,13 @@
 #include "cli/save_check.h"
 
-#include <charconv>
-#include <cmath>
 #include <utility>
 
+#include "settings/number_text.h"
 #include "settings/settings_json.h"
 #include "sound/base64.h"
 
 namespace orvel {
 namespace {
-
-// The shortest decimal text that reads back as the same double, with ".0"
-// after an integral value: 96000000.0, 7999.5; exponent form from 2^53 up
-// (1e+16) and below 0.0001 (1e-05).
-std::string rateText(double rate) {
-  char text[64];
-  const double size = std::fabs(rate);
-  const bool plain = size == 0 || (size >= 1e-4 && size < 0x1p53);
-  const auto format = plain ? std::chars_format::fixed : std::chars_format::general;
-  const auto end = std::to_chars(text, text + sizeof text, rate, format).ptr;
-  std::string result(text, end);
-  if (result.find_first_of(".en") == std::string::npos) result += ".0";
-  return result;
-}
 
 // The first problem of one side, checked in the order the messages name.
 std::optional<std::string> sideProblem(SoundSystem& system, const Side& side, Direction direction) {
@@ -30,7 +15,7 @@ std::optional<std::string> sideProblem(SoundSystem& system, const Side& side, Di
     return side.name.value_or(side.uid) + " isn't a connected " + std::string(rawValue(direction));
   }
   if (side.rate && !(*side.rate >= 8000 && *side.rate <= 768000)) {
-    return rateText(*side.rate) + " Hz isn't a sample rate";
+    return decimalText(*side.rate) + " Hz isn't a sample rate";
   }
   if (side.layout) {
     const auto bytes = base64Decode(*side.layout);

@@ -7,6 +7,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <ctime>
 #include <thread>
 
@@ -25,12 +26,19 @@
 namespace orvel {
 namespace {
 
-sigset_t triggerSignals() {
+constexpr int triggers[] = {SIGTERM, SIGINT, SIGHUP};
+
+// Blocks the three triggers, so that they wait for sigwait, and this thread and
+// every thread made later keep them blocked. Then gives each its default action
+// back: macOS discards a signal whose action is "ignore" even while it is
+// blocked, so a switch started under nohup would never hear SIGHUP. Blocked
+// first, a trigger can't end the process in between.
+sigset_t takeTriggers() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGHUP);
+  for (const int trigger : triggers) sigaddset(&signals, trigger);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  for (const int trigger : triggers) std::signal(trigger, SIG_DFL);
   return signals;
 }
 
@@ -100,10 +108,8 @@ constexpr std::size_t restoreLineKeep = 4096;
 }  // namespace
 
 void switchCommand(const std::vector<std::string>& args, SoundSystem& system) {
-  // Before anything else, so that these signals wait for the watch and every
-  // thread made later inherits the block.
-  const sigset_t signals = triggerSignals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  // Before anything else, so that a trigger waits for the watch.
+  const sigset_t signals = takeTriggers();
 
   const Files folder = files("--switch", args);
   const auto orvel = Files::load(folder.orvel());

@@ -1,11 +1,10 @@
 #include "engine/apply.h"
 
-#include <charconv>
 #include <cmath>
-#include <cstdint>
 #include <string_view>
 
 #include "engine/matching.h"
+#include "settings/number_text.h"
 
 namespace orvel {
 namespace {
@@ -47,19 +46,13 @@ Presence presenceOf(SoundSystem& system, std::optional<Direction> direction,
   return {output || system.exists(uid, Direction::input), output};
 }
 
-// The rate cut toward zero, as decimal digits. A rate beyond the 64-bit range
-// (only a hand-edited file holds one) is written as the shortest fixed-point
-// text of the cut value, and a non-finite one as "infinity", "-infinity" or
-// "NaN", so the entry is still made.
+// The rate cut toward zero, as decimal digits; a non-finite one (only a
+// hand-edited file holds one) as "infinity", "-infinity" or "NaN", so the entry
+// is still made.
 std::string wholeHertz(double hz) {
   if (std::isnan(hz)) return "NaN";
   if (std::isinf(hz)) return hz > 0 ? "infinity" : "-infinity";
-  constexpr double limit = 9223372036854775808.0;  // 2^63, exact as a double
-  if (hz >= -limit && hz < limit) return std::to_string(static_cast<std::int64_t>(hz));
-  char digits[400];
-  const auto end =
-      std::to_chars(digits, digits + sizeof digits, std::trunc(hz), std::chars_format::fixed);
-  return std::string(digits, end.ptr);
+  return wholeText(hz);
 }
 
 void applyDefault(Work& work, Direction direction) {

@@ -1,5 +1,6 @@
 """Black-box tests of orvel-sound-sim: exact lines, exit statuses, files, machine."""
 import json
+import re
 import signal
 import time
 
@@ -76,12 +77,24 @@ TRIGGERS = {  # each gets the running switch (for parent-death, the shell that s
 }
 
 
+def ignore_triggers():  # as nohup, or a host that ignores them, starts its children
+    for s in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+        signal.signal(s, signal.SIG_IGN)
+
+
+def ignored(pid):  # the signals whose action is "ignore" (macOS would drop them)
+    mask = int(re.search(r"SigIgn:\s*(\w+)", open(f"/proc/{pid}/status").read())[1], 16)
+    return {s for s in signal.Signals if mask >> (s - 1) & 1}
+
+
 @pytest.mark.parametrize("trigger", TRIGGERS)
 def test_each_trigger_restores_once(desk, trigger):
     # fd 3 carries stdin past the shell's /dev/null for background jobs.
     run = desk.start(argv=["sh", "-c", 'exec 3<&0; "$0" --switch "$1" <&3 & wait', EXE, desk.dir]
-                     ) if trigger == "parent-death" else desk.switch()
+                     ) if trigger == "parent-death" else desk.switch(preexec_fn=ignore_triggers)
     assert run.read(1)[0] == SWITCHED
+    if trigger != "parent-death":
+        assert not ignored(run.p.pid) & {signal.SIGTERM, signal.SIGINT, signal.SIGHUP}
     assert (desk.machine()["defaultOutput"], desk.machine()["devices"][0]["rate"]) == (2, 48000)
     run.p.stdin.write("Restore\nrestore now\n\u200brestore\nrestored\n\n".encode())  # ignored
     time.sleep(0.2)

@@ -3,6 +3,7 @@
 
 #include "sound/coreaudio/device_lookup.h"
 #include "sound/coreaudio/property.h"
+#include "sound/coreaudio/settle.h"
 #include "sound/coreaudio/system_object.h"
 
 namespace orvel {
@@ -15,6 +16,12 @@ AudioObjectPropertyScope streamScope(Direction direction) {
 
 }  // namespace
 
+CoreAudioSystem::CoreAudioSystem() {
+  const AudioObjectPropertyAddress where = address(kAudioHardwarePropertyRunLoop);
+  const CFRunLoopRef none = nullptr;
+  AudioObjectSetPropertyData(systemObject, &where, 0, nullptr, sizeof none, &none);
+}
+
 std::optional<std::string> CoreAudioSystem::defaultUID(Direction direction) {
   const auto id =
       get<AudioObjectID>(systemObject, address(defaultSelector(direction)), kAudioObjectUnknown);
@@ -25,7 +32,9 @@ std::optional<std::string> CoreAudioSystem::defaultUID(Direction direction) {
 bool CoreAudioSystem::setDefault(Direction direction, const std::string& uid) {
   const auto id = device(uid);
   if (!id) return false;
-  return set<AudioObjectID>(systemObject, address(defaultSelector(direction)), *id);
+  const AudioObjectPropertyAddress where = address(defaultSelector(direction));
+  if (!set<AudioObjectID>(systemObject, where, *id)) return false;
+  return coreaudio::settles([&] { return get<AudioObjectID>(systemObject, where, 0) == *id; });
 }
 
 bool CoreAudioSystem::exists(const std::string& uid, Direction direction) {

@@ -5,6 +5,9 @@
 // and reads CoreAudio afresh. Every CFString and buffer an operation obtains is
 // released before it returns, on every path. No lock of its own; callers on
 // several threads serialise their calls.
+//
+// A change of rate or of default is true only once the device reports it
+// (settle.h): a read right after it then gives what was set.
 #pragma once
 
 #include <CoreAudio/CoreAudio.h>
@@ -15,6 +18,11 @@ namespace orvel {
 
 class CoreAudioSystem final : public SoundSystem {
  public:
+  // Before any other property call, has the hardware layer tell of changes on
+  // a thread of its own: a tool runs no run loop, the layer's default, so a long
+  // switch would never see devices come and go or the default change.
+  CoreAudioSystem();
+
   std::optional<std::string> defaultUID(Direction direction) override;
   bool setDefault(Direction direction, const std::string& uid) override;
   bool exists(const std::string& uid, Direction direction) override;

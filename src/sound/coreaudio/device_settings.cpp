@@ -1,5 +1,6 @@
 // One device's nominal rate, preferred output layout and output volumes.
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "sound/coreaudio/core_audio_system.h"
 #include "sound/coreaudio/device_lookup.h"
 #include "sound/coreaudio/property.h"
+#include "sound/coreaudio/settle.h"
 #include "sound/volume_key.h"
 
 namespace orvel {
@@ -14,6 +16,15 @@ namespace {
 
 // Channel controls beyond this many are never read.
 constexpr std::int64_t maxVolumeChannels = 16;
+
+// A rate that the device reports within this much of the one set is the one set.
+constexpr Float64 rateShown = 0.5;
+
+// A control holds 0..1; a value beyond (only a hand-edited file holds one) is
+// brought into range before it becomes a Float32, which a huge double can't.
+Float32 controlValue(double value) {
+  return static_cast<Float32>(value > 1 ? 1.0 : value >= 0 ? value : 0.0);
+}
 
 AudioObjectPropertyAddress layoutAddress() {
   return address(kAudioDevicePropertyPreferredChannelLayout, kAudioDevicePropertyScopeOutput);
@@ -34,7 +45,12 @@ std::optional<double> CoreAudioSystem::rate(const std::string& uid) {
 bool CoreAudioSystem::setRate(const std::string& uid, double hz) {
   const auto id = device(uid);
   if (!id) return false;
-  return set<Float64>(*id, address(kAudioDevicePropertyNominalSampleRate), hz);
+  const AudioObjectPropertyAddress where = address(kAudioDevicePropertyNominalSampleRate);
+  if (!set<Float64>(*id, where, hz)) return false;
+  return coreaudio::settles([&] {
+    const auto now = get<Float64>(*id, where, 0);
+    return now && std::fabs(*now - hz) <= rateShown;
+  });
 }
 
 std::optional<std::string> CoreAudioSystem::layout(const std::string& uid) {
@@ -87,7 +103,7 @@ bool CoreAudioSystem::setVolume(const std::string& uid, const std::string& key, 
   if (!id || key.empty()) return false;
   const auto element = parseVolumeKey(key);
   if (!element) return false;
-  return set<Float32>(*id, volumeAddress(*element), static_cast<Float32>(value));
+  return set<Float32>(*id, volumeAddress(*element), controlValue(value));
 }
 
 }  // namespace orvel

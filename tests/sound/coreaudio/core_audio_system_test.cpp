@@ -188,10 +188,46 @@ TEST_F(CoreAudioTest, LayoutAndVolumeWritesTakeOnlyWhatTheyCanUse) {
   EXPECT_EQ(machine.calls.size(), 2u);                          // the translations
   EXPECT_TRUE(audio.setLayout("usb-uid", *audio.layout("speakers-uid")));
   EXPECT_EQ(device("usb-uid").layout, base64Decode(stereoLayout));
-  EXPECT_TRUE(audio.setVolume("speakers-uid", "+2", 1.5));  // not clamped
-  EXPECT_EQ(device("speakers-uid").volume[2], 1.5f);
+  EXPECT_FALSE(audio.setLayout("usb-uid", "AAAAAAAAAAABAAAA"));  // counts one description, has none
+  EXPECT_EQ(device("usb-uid").layout, base64Decode(stereoLayout));
   EXPECT_FALSE(audio.setVolume("speakers-uid", "7", 0.5));  // no control on element 7
   EXPECT_EQ(machine.count(Function::setPropertyData), 2u);
+}
+
+// A control takes 0..1 only, and as one of its steps: what is read back after a
+// set is what the control holds, not what was asked.
+TEST_F(CoreAudioTest, VolumesAreClampedThenSnappedToTheControlsSteps) {
+  for (const auto& [wanted, held] : {std::pair{1.5, 1.0f}, {1e300, 1.0f}, {-2.0, 0.0f}}) {
+    EXPECT_TRUE(audio.setVolume("speakers-uid", "2", wanted));
+    EXPECT_EQ(device("speakers-uid").volume[2], held) << wanted;
+  }
+  device("usb-uid").volumeSteps = 64;
+  EXPECT_TRUE(audio.setVolume("usb-uid", "1", 0.3));
+  EXPECT_EQ(audio.volume("usb-uid").at("1"), 0.296875);
+}
+
+TEST_F(CoreAudioTest, NotificationsLeaveTheRunLoopBeforeAnyOtherCall) {
+  CoreAudioSystem fresh;
+  fresh.devices();
+  fresh.setRate("usb-uid", 44100);
+  ASSERT_FALSE(machine.calls.empty());
+  EXPECT_EQ(machine.calls[0].function, Function::setPropertyData);
+  EXPECT_EQ(machine.calls[0].object, kAudioObjectSystemObject);
+  EXPECT_EQ(machine.calls[0].address.mSelector, kAudioHardwarePropertyRunLoop);
+  EXPECT_EQ(machine.count(Function::setPropertyData, kAudioHardwarePropertyRunLoop), 1u);
+  EXPECT_TRUE(machine.notificationThread);
+}
+
+// A Mac takes a rate or a default and applies it later: a change is true once a
+// read shows it, so that a restore right after a switch reads what was set.
+TEST_F(CoreAudioTest, ChangesAreTrueOnceTheyShowAndFalseWhenTheyNeverDo) {
+  device("usb-uid").lag = 5;
+  EXPECT_TRUE(audio.setRate("usb-uid", 44100));
+  EXPECT_EQ(audio.rate("usb-uid"), 44100);
+  EXPECT_TRUE(audio.setDefault(Direction::output, "usb-uid"));
+  EXPECT_EQ(audio.defaultUID(Direction::output), "usb-uid");
+  device("usb-uid").lag = 1000;  // more reads than fit in the wait
+  EXPECT_FALSE(audio.setRate("usb-uid", 48000));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "properties.h"
 #include "session.h"
+#include "settling.h"
 #include "strings.h"
 
 namespace orvel::sim {
@@ -126,7 +127,9 @@ OSStatus AudioObjectGetPropertyData(AudioObjectID inObjectID,
   const std::string* uid = sim::uidQuery(inQualifierDataSize, inQualifierData);
   if (sim::isTranslation(*found.property) && uid == nullptr)
     return kAudioHardwareBadPropertySizeError;
-  return sim::deliver(sim::valueOf(*machine, *found.property, uid), ioDataSize, outData);
+  const sim::Value value = sim::valueOf(*machine, *found.property, uid);
+  return sim::deliver(sim::shown(*machine, inObjectID, *found.property, value), ioDataSize,
+                      outData);
 }
 
 OSStatus AudioObjectSetPropertyData(AudioObjectID inObjectID,
@@ -142,8 +145,10 @@ OSStatus AudioObjectSetPropertyData(AudioObjectID inObjectID,
     return kAudioHardwareIllegalOperationError;
   if (fault == sim::Fault::refused) return kAudioHardwareUnspecifiedError;
   if (inData == nullptr) return kAudioHardwareIllegalOperationError;
+  const sim::Value before = sim::valueOf(*machine, *found.property, nullptr);
   const OSStatus status = sim::write(*machine, *found.property, inData, inDataSize);
   if (status != kAudioHardwareNoError) return status;
+  sim::settleLater(*machine, inObjectID, *found.property, before);
   return machine.keep() ? kAudioHardwareNoError : kAudioHardwareUnspecifiedError;
 }
 

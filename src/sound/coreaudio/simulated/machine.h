@@ -41,9 +41,17 @@ struct Device {
   std::optional<std::vector<UInt32>> input;
   std::optional<Float64> rate;
   std::optional<std::vector<AudioValueRange>> rateRanges;
-  std::optional<std::vector<std::uint8_t>> layout;       // preferred output layout, raw bytes
+  // The preferred output layout's raw bytes; a write must hold whole descriptions.
+  std::optional<std::vector<std::uint8_t>> layout;
   std::map<AudioObjectPropertyElement, Float32> volume;  // output controls: 0 main, 1.. channels
   Faults faults;
+  // A real control holds 0..1 in steps: with steps > 0 a set volume is clamped
+  // and taken as the nearest k/steps (64 steps give 0.296875 for 0.3).
+  unsigned volumeSteps = 0;
+  // A real Mac takes a change and applies it later: this many reads of the
+  // device's nominal rate after a change, or of a default moved to the device,
+  // still give the old value.
+  unsigned lag = 0;
 };
 
 enum class Function {
@@ -60,12 +68,23 @@ struct Call {
   AudioObjectPropertyAddress address;
 };
 
+// The value that a read gives while a change settles, and for how many more reads.
+struct Stale {
+  std::vector<std::uint8_t> bytes;
+  unsigned reads = 0;
+};
+
 struct Machine {
   AudioObjectID defaultOutput = 0;  // 0: no default device
   AudioObjectID defaultInput = 0;
+  // kAudioHardwarePropertyRunLoop set to NULL: notifications come on a thread of
+  // the hardware layer's own, not on a run loop that a tool never runs.
+  bool notificationThread = false;
   std::vector<Device> devices;  // in the order the device list gives them
   Faults faults;
   std::vector<Call> calls;  // every property call made on this machine, in order
+  // Changes still settling (see Device::lag), by object and selector. In process only.
+  std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Stale> stale;
 
   Device* find(AudioObjectID id);
   Device* findUID(const std::string& uid);

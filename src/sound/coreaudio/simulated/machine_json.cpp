@@ -130,6 +130,8 @@ std::optional<Device> deviceOf(const json& value) {
   device.rateRanges = arrayOf(member(value, "rateRanges"), rangeOf);
   device.layout = layoutOf(member(value, "layout"));
   device.volume = volumeOf(member(value, "volume"));
+  const json* steps = member(value, "volumeSteps");
+  device.volumeSteps = steps != nullptr ? uint32Of(*steps).value_or(0) : 0;
   device.faults = faultsOf(value);
   return device;
 }
@@ -192,6 +194,7 @@ json deviceJson(const Device& device) {
     }
     object["volume"] = volume;
   }
+  if (device.volumeSteps != 0) object["volumeSteps"] = device.volumeSteps;
   putFaults(object, device.faults);
   return object;
 }

@@ -6,7 +6,7 @@
 //      {"id": 2, "uid": "desk-uid", "name": "Desk Speakers",
 //       "output": [2], "input": [],
 //       "rate": 44100, "rateRanges": [[44100, 44100], [48000, 48000]],
-//       "layout": "AgBlAAAAAAAAAAAA", "volume": {"0": 0.5, "1": 0.25},
+//       "layout": "AgBlAAAAAAAAAAAA", "volume": {"0": 0.5, "1": 0.25}, "volumeSteps": 64,
 //       "fixed": ["rate"], "faults": {"volume.1": "unreadable"}}]}
 //
 // - defaultOutput, defaultInput: object ids; 0 or absent is no default device.
@@ -20,7 +20,8 @@
 //   refused; without rateRanges any positive rate is taken.
 // - layout: the preferred output layout's raw bytes in base64.
 // - volume: output element number to scalar, kept as a 32-bit float; an element
-//   not listed has no control.
+//   not listed has no control. volumeSteps: the controls take a set value as
+//   the nearest of that many steps from 0 to 1 (Device::volumeSteps).
 // - fixed (device: "rate", "layout", "volume"; top: "defaultOutput",
 //   "defaultInput"): the property exists but can't be changed.
 // - faults (device or top): property name to "missing", "unreadable", "fixed"
@@ -40,7 +41,8 @@ namespace orvel::sim {
 
 Machine machineFromText(std::string_view text);
 
-// The machine in the form above; its call log is not part of it.
+// The machine in the form above; its call log, the device lags and changes
+// still settling are not part of it.
 std::string machineText(const Machine& machine);
 
 }  // namespace orvel::sim

@@ -24,6 +24,8 @@ std::optional<Property> systemProperty(const AudioObjectPropertyAddress& address
       return Property{nullptr, address, "defaultInput", true, true};
     case kAudioHardwarePropertyTranslateUIDToDevice:
       return Property{nullptr, address, "translate", true, false};
+    case kAudioHardwarePropertyRunLoop:
+      return Property{nullptr, address, "runLoop", true, true};
     default:
       return std::nullopt;
   }
@@ -110,6 +112,8 @@ Value systemValue(const Machine& machine, AudioObjectPropertySelector selector,
       return fixed(machine.defaultOutput);
     case kAudioHardwarePropertyDefaultInputDevice:
       return fixed(machine.defaultInput);
+    case kAudioHardwarePropertyRunLoop:  // the main run loop is some non-null reference
+      return fixed(std::uintptr_t{machine.notificationThread ? 0u : 1u});
     default: {  // an unknown UID gives no object, and no error, as on macOS
       const Device* device = nullptr;
       for (const Device& candidate : machine.devices) {
@@ -163,6 +167,30 @@ bool offers(const Device& device, Float64 rate) {
                      });
 }
 
+// A layout record is its header and exactly as many descriptions as it counts.
+bool wholeLayout(const void* data, UInt32 size) {
+  const std::size_t header = offsetof(AudioChannelLayout, mChannelDescriptions);
+  if (size < header) return false;
+  AudioChannelLayout layout;
+  std::memcpy(&layout, data, header);
+  return size ==
+         header + std::size_t{layout.mNumberChannelDescriptions} * sizeof(AudioChannelDescription);
+}
+
+// The level a control with steps takes for a wanted value: the nearest step.
+Float32 onStep(const Device& device, Float32 wanted) {
+  if (device.volumeSteps == 0) return wanted;
+  const auto steps = static_cast<Float32>(device.volumeSteps);
+  return std::round(std::clamp(wanted, 0.0f, 1.0f) * steps) / steps;
+}
+
+OSStatus writeRunLoop(Machine& machine, const void* data, UInt32 size) {
+  const auto loop = valueIn<CFRunLoopRef>(data, size);
+  if (!loop) return kAudioHardwareBadPropertySizeError;
+  machine.notificationThread = *loop == nullptr;
+  return kAudioHardwareNoError;
+}
+
 OSStatus writeDefault(Machine& machine, AudioObjectID& target, const void* data, UInt32 size) {
   const auto id = valueIn<AudioObjectID>(data, size);
   if (!id) return kAudioHardwareBadPropertySizeError;
@@ -182,7 +210,7 @@ OSStatus writeDevice(Device& device, AudioObjectPropertyElement element,
       return kAudioHardwareNoError;
     }
     case kAudioDevicePropertyPreferredChannelLayout: {
-      if (size == 0) return kAudioHardwareBadPropertySizeError;
+      if (!wholeLayout(data, size)) return kAudioHardwareBadPropertySizeError;
       const auto* first = static_cast<const std::uint8_t*>(data);
       device.layout.emplace(first, first + size);
       return kAudioHardwareNoError;
@@ -190,7 +218,7 @@ OSStatus writeDevice(Device& device, AudioObjectPropertyElement element,
     default: {
       const auto volume = valueIn<Float32>(data, size);
       if (!volume) return kAudioHardwareBadPropertySizeError;
-      device.volume[element] = *volume;
+      device.volume[element] = onStep(device, *volume);
       return kAudioHardwareNoError;
     }
   }
@@ -235,6 +263,9 @@ OSStatus write(Machine& machine, const Property& property, const void* data, UIn
   if (property.device != nullptr) {
     return writeDevice(*property.device, property.address.mElement, property.address.mSelector,
                        data, size);
+  }
+  if (property.address.mSelector == kAudioHardwarePropertyRunLoop) {
+    return writeRunLoop(machine, data, size);
   }
   return writeDefault(machine,
                       property.address.mSelector == kAudioHardwarePropertyDefaultOutputDevice

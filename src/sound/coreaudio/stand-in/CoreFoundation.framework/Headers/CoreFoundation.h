@@ -1,6 +1,8 @@
-// Stand-in for Apple's <CoreFoundation/CoreFoundation.h> off macOS: the CFString
-// part that the CoreAudio backend uses, declared as Apple declares it. The
-// simulated layer implements it (strings.cpp).
+// Stand-in for Apple's <CoreFoundation/CoreFoundation.h>: the CFString part that
+// the CoreAudio backend uses, and the run loop type, declared as Apple declares
+// them. Off macOS the simulated layer implements them (strings.cpp); the macOS
+// cross build links them against CoreFoundation.tbd and takes <MacTypes.h> from
+// macOS's own headers.
 #pragma once
 
 #include <MacTypes.h>
@@ -12,6 +14,7 @@ typedef const void* CFTypeRef;
 typedef const struct __CFString* CFStringRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
 typedef UInt32 CFStringEncoding;
+typedef struct __CFRunLoop* CFRunLoopRef;
 
 enum CFStringBuiltInEncodings : CFStringEncoding {
   kCFStringEncodingUTF8 = 0x08000100,

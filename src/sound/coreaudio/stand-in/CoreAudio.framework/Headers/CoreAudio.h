@@ -1,8 +1,9 @@
-// Stand-in for Apple's <CoreAudio/CoreAudio.h> off macOS: the hardware-layer
-// types, constants and property calls that the CoreAudio backend uses, with
-// Apple's names, values and layouts. Four-character codes are written as hex
-// (0x676C6F62 is 'glob'). The simulated layer implements the calls over an
-// in-memory or file-backed machine; its own test API lives in machine.h.
+// Stand-in for Apple's <CoreAudio/CoreAudio.h>: the hardware-layer types,
+// constants and property calls that the CoreAudio backend uses, with Apple's
+// names, values and layouts. Four-character codes are written as hex
+// (0x676C6F62 is 'glob'). Off macOS the simulated layer implements the calls
+// over an in-memory or file-backed machine (its test API is machine.h); the
+// macOS cross build links them against CoreAudio.tbd, as a Mac's framework.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -95,6 +96,7 @@ enum : AudioObjectPropertySelector {
   kAudioHardwarePropertyDefaultInputDevice = 0x64496E20,         // 'dIn '
   kAudioHardwarePropertyDefaultOutputDevice = 0x644F7574,        // 'dOut'
   kAudioHardwarePropertyTranslateUIDToDevice = 0x75696464,       // 'uidd'
+  kAudioHardwarePropertyRunLoop = 0x726E6C70,                    // 'rnlp'
   kAudioDevicePropertyDeviceUID = 0x75696420,                    // 'uid '
   kAudioDevicePropertyNominalSampleRate = 0x6E737274,            // 'nsrt'
   kAudioDevicePropertyAvailableNominalSampleRates = 0x6E737223,  // 'nsr#'
