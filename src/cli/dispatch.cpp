@@ -15,8 +15,7 @@ bool present(const std::vector<std::string>& args, std::string_view flag) {
 
 }  // namespace
 
-void dispatch(const std::vector<std::string>& args, SoundSystem& system,
-              std::string_view backend) {
+void dispatch(const std::vector<std::string>& args, SoundSystem& system, std::string_view backend) {
   if (present(args, "--backend")) {
     std::fputs((std::string(backend) + "\n").c_str(), stdout);
     finish(0);

@@ -1,5 +1,6 @@
 #include "cli/line_reader.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,6 +15,12 @@ bool LineReader::fill() {
   for (;;) {
     const ssize_t got = ::read(fd_, chunk, sizeof chunk);
     if (got < 0 && errno == EINTR) continue;
+    // A host may hand over its pipe in non-blocking mode: no data yet is no end.
+    if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+      pollfd readable{.fd = fd_, .events = POLLIN, .revents = 0};
+      ::poll(&readable, 1, -1);
+      continue;
+    }
     if (got <= 0) {
       ended_ = true;
       return false;

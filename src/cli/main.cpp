@@ -1,8 +1,10 @@
 // orvel-sound: the entry point. Sets the driver's globals, then runs the one
 // command the arguments name; every command ends the process itself.
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/commands.h"
@@ -18,6 +20,12 @@ std::vector<std::string> args;
 }  // namespace orvel
 
 int main(int argc, char** argv) {
+  // A switch's triggers must never end it, even in its first milliseconds:
+  // they wait, blocked, for the watch. Hosts that signal even sooner start the
+  // tool with them blocked.
+  if (std::find(argv, argv + argc, std::string_view("--switch")) != argv + argc) {
+    orvel::blockTriggers();
+  }
   // A host that goes away closes our stdout; a write must fail, not kill us.
   std::signal(SIGPIPE, SIG_IGN);
 

@@ -4,9 +4,9 @@ namespace orvel {
 namespace {
 
 // The tab and the space separators of Unicode (category Zs), in UTF-8.
-constexpr std::string_view blanks[] = {
-    "\t",      " ",      "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004",
-    "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A", "\u202F", "\u205F", "\u3000"};
+constexpr std::string_view blanks[] = {"\t",     " ",      "\u00A0", "\u1680", "\u2000", "\u2001",
+                                       "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007",
+                                       "\u2008", "\u2009", "\u200A", "\u202F", "\u205F", "\u3000"};
 
 bool stripOneBlank(std::string_view& line, bool front) {
   for (const std::string_view blank : blanks) {

@@ -8,6 +8,7 @@
 #include "cli/message/message.h"
 #include "cli/save_check.h"
 #include "files/files.h"
+#include "files/folder_lock.h"
 
 namespace orvel {
 namespace {
@@ -24,6 +25,8 @@ void saveCommand(const std::vector<std::string>& args, SoundSystem& system) {
   const SaveCheck check = checkSaveLine(
       system, line && !line->cut ? std::optional<std::string_view>(line->text) : std::nullopt);
   if (!check.settings) fail(check.problem);
+  const FolderLock lock(folder);  // no switch reads the file while it changes
+  if (lock.busy()) fail(folderBusy);
   if (!folder.save(*check.settings, folder.orvel())) fail("couldn't keep Orvel's settings");
   say({{"type", "saved"}});
   finish(0);

@@ -22,23 +22,18 @@
 #include "engine/matching.h"
 #include "engine/snapshot.h"
 #include "files/files.h"
+#include "files/folder_lock.h"
 
 namespace orvel {
 namespace {
 
-constexpr int triggers[] = {SIGTERM, SIGINT, SIGHUP};
-
-// Blocks the three triggers, so that they wait for sigwait, and this thread and
-// every thread made later keep them blocked. Then gives each its default action
-// back: macOS discards a signal whose action is "ignore" even while it is
-// blocked, so a switch started under nohup would never hear SIGHUP. Blocked
-// first, a trigger can't end the process in between.
+// Gives the triggers their default action back, once blocked: macOS discards
+// a signal whose action is "ignore" even while it is blocked, so a switch
+// started under nohup would never hear SIGHUP. Blocked first, a trigger can't
+// end the process in between.
 sigset_t takeTriggers() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int trigger : triggers) sigaddset(&signals, trigger);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  for (const int trigger : triggers) std::signal(trigger, SIG_DFL);
+  const sigset_t signals = blockTriggers();
+  for (const int trigger : {SIGTERM, SIGINT, SIGHUP}) std::signal(trigger, SIG_DFL);
   return signals;
 }
 
@@ -52,11 +47,20 @@ std::string utcNow() {
   return text;
 }
 
+// Whether the user's settings are kept already. While a switch is in effect
+// (its marker is there: it runs, or it was killed before its restore) the
+// machine holds Orvel's settings as far as it could take them, and its state is
+// never the user's, whatever matches says of it: the snapshot stays.
+bool usersSettingsKept(const Files& folder, const Settings& now, const Settings& orvel) {
+  if (folder.switched() && Files::load(folder.snapshot())) return true;
+  return matches(now.output, orvel.output) && matches(now.input, orvel.input);
+}
+
 // Steps that may still fail with nothing changed: the snapshot, then the marker.
 std::string keepUsersSettings(SoundSystem& system, const Files& folder, const Settings& orvel) {
   const Settings now = current(system);
   std::string state = "kept";
-  if (!matches(now.output, orvel.output) || !matches(now.input, orvel.input)) {
+  if (!usersSettingsKept(folder, now, orvel)) {
     const Settings users = snapshot(system, now, orvel);
     // Nothing could be read (the sound system is gone or unreadable): an empty
     // snapshot would keep nothing and replace the one an unrestored switch left.
@@ -78,12 +82,14 @@ void waitForSignal(sigset_t signals, RestoreOnce* once) {
   once->run();
 }
 
-// A thread that can't be started leaves its trigger out; the others still work.
+// False when the thread can't be started.
 template <typename Function, typename... Args>
-void startThread(Function function, Args... arguments) {
+bool startThread(Function function, Args... arguments) {
   try {
     std::thread(function, arguments...).detach();
+    return true;
   } catch (const std::system_error&) {
+    return false;
   }
 }
 
@@ -95,9 +101,11 @@ constexpr std::size_t restoreLineKeep = 4096;
   // Lives until the process ends (always by _Exit, so its destructor never runs
   // under a thread that still uses it).
   static RestoreOnce once(system, folder);
-  startThread(waitForSignal, signals, &once);
+  // A switch whose triggers can't all be heard must not stay switched: a host
+  // that then gives up on SIGTERM and kills would leave Orvel's settings on.
+  if (!startThread(waitForSignal, signals, &once)) once.run();
   const pid_t parent = getppid();
-  startThread([parent] { watchParent(parent, [] { once.run(); }); });
+  if (!startThread([parent] { watchParent(parent, [] { once.run(); }); })) once.run();
   LineReader reader(STDIN_FILENO, restoreLineKeep);
   while (const auto line = reader.next()) {
     if (!line->cut && isRestoreLine(line->text)) break;
@@ -107,19 +115,34 @@ constexpr std::size_t restoreLineKeep = 4096;
 
 }  // namespace
 
+sigset_t blockTriggers() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int trigger : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, trigger);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signals;
+}
+
 void switchCommand(const std::vector<std::string>& args, SoundSystem& system) {
   // Before anything else, so that a trigger waits for the watch.
   const sigset_t signals = takeTriggers();
 
   const Files folder = files("--switch", args);
-  const auto orvel = Files::load(folder.orvel());
-  if (!orvel) fail("Orvel's sound isn't set up yet");
-  const std::string state = keepUsersSettings(system, folder, *orvel);
-  const Outcome outcome = applyAll(system, *orvel);
-  say({{"type", "switched"},
-       {"snapshot", state},
-       {"applied", outcome.done},
-       {"skipped", outcome.skipped}});
+  {
+    // One switch of a folder at a time, until its switch is made; a second one
+    // then finds Orvel's settings on and the user's kept. The watch holds no
+    // lock, so waiting never means waiting for Orvel to end.
+    const FolderLock lock(folder);
+    if (lock.busy()) fail(folderBusy);
+    const auto orvel = Files::load(folder.orvel());
+    if (!orvel) fail("Orvel's sound isn't set up yet");
+    const std::string state = keepUsersSettings(system, folder, *orvel);
+    const Outcome outcome = applyAll(system, *orvel);
+    say({{"type", "switched"},
+         {"snapshot", state},
+         {"applied", outcome.done},
+         {"skipped", outcome.skipped}});
+  }
   watch(system, folder, signals);
 }
 

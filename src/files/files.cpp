@@ -112,6 +112,11 @@ std::optional<Settings> Files::load(const fs::path& file) {
   return readSettings(*content);
 }
 
+bool Files::switched() const {
+  std::error_code unknown;  // a marker that can't be looked at counts as none
+  return fs::exists(fs::symlink_status(mark(), unknown));
+}
+
 bool Files::write(std::string_view data, const fs::path& file) const {
   const fs::path temporary = dir / fs::path(".").concat(file.filename().native()).concat(".tmp");
   const auto unnamed = writeUnnamed(data, dir, temporary);

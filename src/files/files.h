@@ -24,6 +24,11 @@ struct Files {
   std::filesystem::path orvel() const { return dir / "orvel.json"; }        // Orvel's settings
   std::filesystem::path snapshot() const { return dir / "snapshot.json"; }  // the user's own
   std::filesystem::path mark() const { return dir / "switched"; }           // a switch in effect
+  std::filesystem::path lock() const { return dir / ".lock"; }              // see folder_lock.h
+
+  // Whether a switch is in effect: its marker is there (the switch runs, or it
+  // was killed before its restore).
+  bool switched() const;
 
   // Writes the settings' JSON form; false when they can't be written or stored.
   bool save(const Settings& settings, const std::filesystem::path& file) const;

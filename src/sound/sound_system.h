@@ -36,7 +36,8 @@ class SoundSystem {
   // Output volumes: {"0": main} when the main control reads, else the readable
   // channels "1".."N" (N = channel count raised to 1, cut to 16).
   virtual VolumeMap volume(const std::string& uid) = 0;
-  // Key: an element number as parseVolumeKey reads it. The value is not clamped.
+  // Key: an element number as parseVolumeKey reads it. The value is taken into
+  // 0..1 first (volume_level.h): no volume is ever set beyond.
   virtual bool setVolume(const std::string& uid, const std::string& key, double value) = 0;
   // Every device whose UID can be read, in the audio system's order.
   virtual std::vector<DeviceRecord> devices() = 0;

@@ -101,8 +101,10 @@ class Tool:
         return json.loads(self.machine_path.read_text())
 
     def entries(self):
-        # Every entry of the working folder: a file's bytes, None for a folder.
-        return {p.name: None if p.is_dir() else p.read_bytes() for p in self.dir.iterdir()}
+        # Every entry of the working folder but the lock's empty file: a file's bytes,
+        # None for a folder.
+        return {p.name: None if p.is_dir() else p.read_bytes() for p in self.dir.iterdir()
+                if p.name != ".lock"}
 
     def run(self, *args, stdin=b""):
         done = subprocess.run([EXE, *map(str, args)], input=stdin, capture_output=True,

@@ -6,7 +6,7 @@ import time
 
 import pytest
 
-from sim_tool import EXE, HP, NOT_A_LINE, RESTORED, SAVED, SWITCHED, error, line, switched
+from sim_tool import DESK, EXE, HP, NOT_A_LINE, RESTORED, SAVED, SWITCHED, error, line, switched
 
 USAGE = error("say what to do: --read, --devices, --save DIR, --switch DIR, --restore DIR")
 READ = line({"settings": {"input": {"rate": 16000.0, "uid": "mic-uid"}, "output": {
@@ -17,7 +17,6 @@ DEVICES = b"".join(line(dict(zip(["inputs", "name", "outputs", "rate", "rates", 
                              (0, HP, 2, 44100.0, [44100.0, 48000.0, 96000.0], "hp-uid"),
                              (1, "", 0, 16000.0, [16000.0, 48000.0], "mic-uid"),
                              (0, "", 0, 0.0, [], "bare-uid")])  # with a UID, in the machine's order
-KEPT = line({"applied": [], "skipped": [], "snapshot": "kept", "type": "switched"})
 
 
 @pytest.mark.parametrize("args, out, status", [  # the first of the list in the protocol wins
@@ -64,7 +63,7 @@ def test_save_stores_sorted_compact_known_keys_and_reads_one_line(tool):
                     b'{"uid":"desk-uid","rate":48000,"layout":"AP/A"}}\r\nx\n') == (SAVED, 0)
     assert (tool.dir / "orvel.json").read_bytes().rstrip(b"\n") + b"\n" == line({"input": {
         "uid": "mic-uid"}, "output": {"layout": "AP/A", "rate": 48e3, "uid": "desk-uid"}})
-    assert [p.name for p in tool.dir.iterdir()] == ["orvel.json"]
+    assert sorted(p.name for p in tool.dir.iterdir()) == [".lock", "orvel.json"]
 
 
 TRIGGERS = {  # each gets the running switch (for parent-death, the shell that started it)
@@ -106,15 +105,21 @@ def test_each_trigger_restores_once(desk, trigger):
     assert desk.machine() == desk.original and not (desk.dir / "switched").exists()
 
 
-def test_second_switch_keeps_first_snapshot_and_restore_skips_a_lost_device(desk):
-    switched(desk).close()  # SIGKILL: the machine stays on Orvel's settings
+def test_a_switch_in_effect_keeps_the_users_snapshot_and_restore_skips_a_lost_device(desk):
+    # A rate the desk refuses: the machine can never hold Orvel's settings.
+    (desk.dir / "orvel.json").write_text(json.dumps({"output": dict(DESK["output"], rate=96000)}))
+    refused = {"applied": [], "skipped": ["the output Desk Speakers at 96000 Hz"],
+               "snapshot": "kept", "type": "switched"}
+    first = desk.switch()
+    assert json.loads(first.read(1)[0])["snapshot"] == "taken"
     snapshot = (desk.dir / "snapshot.json").read_bytes()
-    second = desk.switch()
-    assert second.read(1)[0] == KEPT
-    assert second.close() == KEPT and (desk.dir / "snapshot.json").read_bytes() == snapshot
+    second = desk.switch()  # while the first runs, then after both were SIGKILLed
+    assert json.loads(second.read(1)[0]) == refused
+    first.close(), second.close()
+    assert json.loads(desk.switch().read(1)[0]) == refused
+    assert (desk.dir / "snapshot.json").read_bytes() == snapshot
     machine = desk.machine()
     desk.set_machine(dict(machine, devices=[d for d in machine["devices"] if d["id"] != 3]))
     assert desk.run("--restore", desk.dir) == (line({
-        "applied": ["Desk Speakers at 44100 Hz"], "skipped": [f"the output {HP}: not connected"],
-        "type": "restored"}), 0)
-    assert desk.machine()["devices"][0]["rate"] == 44100 and not (desk.dir / "switched").exists()
+        "applied": [], "skipped": [f"the output {HP}: not connected"], "type": "restored"}), 0)
+    assert not (desk.dir / "switched").exists()

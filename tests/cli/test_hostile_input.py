@@ -57,6 +57,10 @@ def test_unreadable_machine_reads_as_none_and_loses_no_snapshot(desk):
     desk.machine_path.write_text(json.dumps(desk.machine()).replace('"1": 0.25', '"1": 1e400', 1))
     assert desk.run("--read") == (line({"settings": {}, "type": "settings"}), 0)
     assert desk.run("--devices") == (b"", 0)
+    out, status = desk.run("--switch", desk.dir, stdin=b"restore\n")  # the switch in effect
+    assert status == 0 and json.loads(out.splitlines()[0])["snapshot"] == "kept"
+    assert desk.entries()["snapshot.json"] == before["snapshot.json"]
+    before = desk.entries()  # restored: no switch in effect, and nothing to read to keep
     assert desk.run("--switch", desk.dir, stdin=b"restore\n") == (error(YOURS), 1)
     assert desk.entries() == before
     desk.machine_path.write_text(machine)
@@ -117,4 +121,4 @@ def test_planted_links_are_replaced_never_followed(desk, planted, target):
         assert json.loads((desk.dir / "snapshot.json").read_bytes())["output"]["uid"] == "hp-uid"
     assert (outside.read_bytes() == target) if target else not outside.exists()
     assert [(p.name, p.is_symlink()) for p in sorted(desk.dir.iterdir())] == [
-        (name, False) for name in ["orvel.json", "snapshot.json"][:2 - ("orvel" in planted)]]
+        (name, False) for name in [".lock", "orvel.json", "snapshot.json"][:3 - ("orvel" in planted)]]

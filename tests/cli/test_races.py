@@ -1,4 +1,5 @@
-"""The four triggers of a switch racing each other: always exactly one restore."""
+"""Races: the four triggers of a switch, always exactly one restore; two switches of one
+folder, never a loss."""
 import concurrent.futures
 import ctypes
 import json
@@ -8,7 +9,7 @@ import signal
 import time
 
 from sim_tool import EXE, WAIT, Tool, line
-from test_crashes import ORVEL
+from test_crashes import ORVEL, TRIGGERS, random_user
 
 RUNS = int(os.environ.get("ORVEL_RACE_RUNS", "200"))
 AT_ONCE = 10  # runs in flight together
@@ -59,3 +60,43 @@ def test_simultaneous_triggers_restore_exactly_once(tmp_path):
         for _ in pool.map(lambda i: one_run(Tool(tmp_path / str(i)), random.Random(seeds[i])),
                           range(RUNS)):
             pass  # each run's failure is raised here, in order
+
+
+def two_switches(tool, rng):
+    # Two switches of one folder started together, as by a host started twice, then
+    # both restored: the user's settings come back whole and stay in snapshot.json.
+    user = random_user(rng)
+    tool.set_machine(user)
+    orvel = json.loads(json.dumps(ORVEL))
+    if rng.random() < 0.5:  # a rate the desk refuses: the machine never holds Orvel's
+        orvel["output"]["rate"] = 96000
+    assert tool.save(orvel)[1] == 0
+    read = json.loads(tool.run("--read")[0])["settings"]
+    runs = [tool.switch(), tool.switch()]
+    assert sorted(json.loads(run.read(1)[0])["snapshot"] for run in runs) in (
+        ["kept", "taken"], ["taken", "taken"])  # the second after the first's restore
+    for run in rng.sample(runs, 2):
+        time.sleep(rng.uniform(0, 0.01))
+        rng.choice(TRIGGERS[:3])(run.p)  # each of them ends it
+    for run in runs:
+        assert run.finish() == 0 and run.out.count(b'"type":"restored"') == 1, run.out
+    assert tool.machine() == user
+    snapshot = json.loads((tool.dir / "snapshot.json").read_bytes())
+    assert (snapshot.get("output"), snapshot.get("input")) == (read.get("output"), read.get("input"))
+    assert not [name for name in tool.entries() if name.endswith(".tmp")]
+
+
+def test_two_switches_of_one_folder_lose_nothing(tmp_path):
+    rng = random.Random(os.environ.get("ORVEL_RACE_SEED", 5))
+    seeds = [rng.random() for _ in range(RUNS)]
+
+    def one(i):
+        tool = Tool(tmp_path / str(i))
+        try:
+            two_switches(tool, random.Random(seeds[i]))
+        finally:
+            for run in tool.running:
+                run.close()
+    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+        for _ in pool.map(one, range(RUNS)):
+            pass

@@ -10,6 +10,7 @@
 #include "sound/coreaudio/property.h"
 #include "sound/coreaudio/settle.h"
 #include "sound/volume_key.h"
+#include "sound/volume_level.h"
 
 namespace orvel {
 namespace {
@@ -19,12 +20,6 @@ constexpr std::int64_t maxVolumeChannels = 16;
 
 // A rate that the device reports within this much of the one set is the one set.
 constexpr Float64 rateShown = 0.5;
-
-// A control holds 0..1; a value beyond (only a hand-edited file holds one) is
-// brought into range before it becomes a Float32, which a huge double can't.
-Float32 controlValue(double value) {
-  return static_cast<Float32>(value > 1 ? 1.0 : value >= 0 ? value : 0.0);
-}
 
 AudioObjectPropertyAddress layoutAddress() {
   return address(kAudioDevicePropertyPreferredChannelLayout, kAudioDevicePropertyScopeOutput);
@@ -103,7 +98,8 @@ bool CoreAudioSystem::setVolume(const std::string& uid, const std::string& key, 
   if (!id || key.empty()) return false;
   const auto element = parseVolumeKey(key);
   if (!element) return false;
-  return set<Float32>(*id, volumeAddress(*element), controlValue(value));
+  // In range before it becomes a Float32, which a huge double can't.
+  return set<Float32>(*id, volumeAddress(*element), static_cast<Float32>(controlLevel(value)));
 }
 
 }  // namespace orvel

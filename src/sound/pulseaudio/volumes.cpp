@@ -6,6 +6,8 @@
 
 #include <pulse/volume.h>
 
+#include "sound/volume_level.h"
+
 namespace orvel {
 namespace {
 
@@ -29,12 +31,9 @@ VolumeMap volumeMap(const std::vector<std::uint32_t>& channels) {
   return map;
 }
 
-std::optional<std::uint32_t> serverVolume(double value) {
-  const double single = static_cast<float>(value);
-  if (!std::isfinite(single) || single < 0) return std::nullopt;
-  const double volume = std::round(single * PA_VOLUME_NORM);
-  if (volume > PA_VOLUME_MAX) return std::nullopt;
-  return static_cast<std::uint32_t>(volume);
+std::uint32_t serverVolume(double value) {
+  const double single = static_cast<float>(controlLevel(value));
+  return static_cast<std::uint32_t>(std::round(single * PA_VOLUME_NORM));
 }
 
 std::optional<std::vector<std::uint32_t>> withElement(std::vector<std::uint32_t> channels,

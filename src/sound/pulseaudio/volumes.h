@@ -1,7 +1,8 @@
 // Channel volumes as the interface sees them: fractions of the server's normal
-// volume, as 32-bit floats widened to double; above 1 is amplification and is
-// kept. A sink has no main control of its own: when all its channels are equal
-// that one value is the main control "0", otherwise each channel is "1".."N".
+// volume, as 32-bit floats widened to double; a volume read above 1 (amplified
+// by hand) is told as it is, but none is ever set above 1. A sink has no main control of its own:
+// when all its channels are equal that one value is the main control "0", otherwise each channel is
+// "1".."N".
 #pragma once
 
 #include <cstdint>
@@ -15,9 +16,9 @@ namespace orvel {
 // {"0": v} when all channels are equal, else "1".."N" with N at most 16; {} for no channel.
 VolumeMap volumeMap(const std::vector<std::uint32_t>& channels);
 
-// The server volume of a fraction handed over as a 32-bit float; nothing when
-// the server can't hold it (negative, not finite, too large).
-std::optional<std::uint32_t> serverVolume(double fraction);
+// The server volume of a fraction handed over as a 32-bit float, taken into
+// 0..1 first (volume_level.h): never more than the server's normal volume.
+std::uint32_t serverVolume(double fraction);
 
 // The channels after setting element 0 (every channel) or k (channel k alone)
 // to the volume; nothing when there is no such channel.
