@@ -1,22 +1,51 @@
-// orvel-sound: the entry point. Sets the driver's globals, then runs the one
-// command the arguments name; every command ends the process itself.
+// orvel-sound: the entry point. Sets the process's globals, then runs the one
+// command the arguments name and ends with its exit status.
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "cli/commands.h"
+#include "cli/message/message.h"
 #include "sound/active_backend.h"
 
 namespace orvel {
 
-// Set once at start-up, before any thread exists, and only read afterwards.
+// The sound system, the backend's name and the arguments are the process's own,
+// set once before any command runs and only read afterwards: a switch's
+// signal thread and parent watch reach the sound system long after main has
+// handed it over, so it must outlive every thread (and is never torn down while
+// one runs: a switch ends by _Exit).
 std::unique_ptr<SoundSystem> system;
 std::string backend;
 std::vector<std::string> args;
 
+namespace {
+
+// A flag counts when some argument equals it exactly, wherever it stands.
+bool present(std::string_view flag) {
+  return std::find(args.begin(), args.end(), flag) != args.end();
+}
+
+// The first command present, in the fixed order --backend, --read, --devices,
+// --save, --restore, --switch; the usage error when none is.
+int dispatch() {
+  if (present("--backend")) {
+    std::fputs((backend + "\n").c_str(), stdout);
+    return 0;
+  }
+  if (present("--read")) return readCommand(*system);
+  if (present("--devices")) return devicesCommand(*system);
+  if (present("--save")) return saveCommand(args, *system);
+  if (present("--restore")) return restoreCommand(args, *system);
+  if (present("--switch")) return switchCommand(args, *system);
+  return fail("say what to do: --read, --devices, --save DIR, --switch DIR, --restore DIR");
+}
+
+}  // namespace
 }  // namespace orvel
 
 int main(int argc, char** argv) {
@@ -32,5 +61,5 @@ int main(int argc, char** argv) {
   orvel::system = orvel::makeSystem();
   orvel::backend = std::string(orvel::backendName());
   orvel::args.assign(argv, argv + argc);
-  orvel::dispatch(orvel::args, *orvel::system, orvel::backend);
+  return orvel::dispatch();
 }

@@ -6,12 +6,12 @@
 
 namespace orvel {
 
-void readCommand(SoundSystem& system) {
+int readCommand(SoundSystem& system) {
   say({{"type", "settings"}, {"settings", encoded(current(system))}});
-  finish(0);
+  return 0;
 }
 
-void devicesCommand(SoundSystem& system) {
+int devicesCommand(SoundSystem& system) {
   for (const DeviceRecord& device : system.devices()) {
     say({{"uid", device.uid},
          {"name", device.name},
@@ -20,7 +20,7 @@ void devicesCommand(SoundSystem& system) {
          {"rate", device.rate},
          {"rates", device.rates}});
   }
-  finish(0);
+  return 0;
 }
 
 }  // namespace orvel

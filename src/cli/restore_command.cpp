@@ -2,14 +2,20 @@
 // instance after a crash left the switch marker behind.
 #include "cli/commands.h"
 #include "cli/message/message.h"
+#include "cli/working_folder.h"
 #include "engine/restore.h"
-#include "files/files.h"
 
 namespace orvel {
 
-void restoreCommand(const std::vector<std::string>& args, SoundSystem& system) {
-  restore(system, files("--restore", args));
-  finish(0);
+void sayRestored(const Outcome& outcome) {
+  say({{"type", "restored"}, {"applied", outcome.done}, {"skipped", outcome.skipped}});
+}
+
+int restoreCommand(const std::vector<std::string>& args, SoundSystem& system) {
+  const auto folder = workingFolder("--restore", args);
+  if (!folder) return fail(folderMissing("--restore"));
+  sayRestored(restore(system, *folder));
+  return 0;
 }
 
 }  // namespace orvel

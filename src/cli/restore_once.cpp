@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "cli/commands.h"
 #include "engine/restore.h"
 
 namespace orvel {
@@ -10,7 +11,7 @@ void RestoreOnce::run() {
   lock_.lock();  // never released: the holder ends the process
   if (!restored_) {
     restored_ = true;
-    restore(system_, files_);
+    sayRestored(restore(system_, files_));
   }
   std::_Exit(0);
 }

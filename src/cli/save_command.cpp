@@ -7,7 +7,7 @@
 #include "cli/line_reader.h"
 #include "cli/message/message.h"
 #include "cli/save_check.h"
-#include "files/files.h"
+#include "cli/working_folder.h"
 #include "files/folder_lock.h"
 
 namespace orvel {
@@ -19,17 +19,19 @@ constexpr std::size_t settingsLineKeep = 1 << 20;
 
 }  // namespace
 
-void saveCommand(const std::vector<std::string>& args, SoundSystem& system) {
-  const Files folder = files("--save", args);
+int saveCommand(const std::vector<std::string>& args, SoundSystem& system) {
+  const auto folder = workingFolder("--save", args);
+  if (!folder) return fail(folderMissing("--save"));
   const auto line = LineReader(STDIN_FILENO, settingsLineKeep).next();
   const SaveCheck check = checkSaveLine(
       system, line && !line->cut ? std::optional<std::string_view>(line->text) : std::nullopt);
-  if (!check.settings) fail(check.problem);
-  const FolderLock lock(folder);  // no switch reads the file while it changes
-  if (lock.busy()) fail(folderBusy);
-  if (!folder.save(*check.settings, folder.orvel())) fail("couldn't keep Orvel's settings");
+  if (!check.settings) return fail(check.problem);
+  const FolderLock lock(*folder);  // no switch reads the file while it changes
+  if (lock.busy()) return fail(folderBusy);
+  if (!folder->save(*check.settings, folder->orvel()))
+    return fail("couldn't keep Orvel's settings");
   say({{"type", "saved"}});
-  finish(0);
+  return 0;
 }
 
 }  // namespace orvel

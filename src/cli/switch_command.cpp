@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <ctime>
+#include <optional>
 #include <thread>
 
 #include "cli/commands.h"
@@ -17,6 +18,7 @@
 #include "cli/parent_watch.h"
 #include "cli/restore_line.h"
 #include "cli/restore_once.h"
+#include "cli/working_folder.h"
 #include "engine/apply.h"
 #include "engine/current.h"
 #include "engine/matching.h"
@@ -56,23 +58,40 @@ bool usersSettingsKept(const Files& folder, const Settings& now, const Settings&
   return matches(now.output, orvel.output) && matches(now.input, orvel.input);
 }
 
-// Steps that may still fail with nothing changed: the snapshot, then the marker.
-std::string keepUsersSettings(SoundSystem& system, const Files& folder, const Settings& orvel) {
+// The user's settings kept on disk: "taken" when a snapshot was stored now,
+// "kept" when it needs none; nothing when it can't be stored.
+std::optional<std::string> keepUsersSettings(SoundSystem& system, const Files& folder,
+                                             const Settings& orvel) {
   const Settings now = current(system);
-  std::string state = "kept";
-  if (!usersSettingsKept(folder, now, orvel)) {
-    const Settings users = snapshot(system, now, orvel);
-    // Nothing could be read (the sound system is gone or unreadable): an empty
-    // snapshot would keep nothing and replace the one an unrestored switch left.
-    if (users == Settings{} || !folder.save(users, folder.snapshot())) {
-      fail("couldn't keep your settings, so nothing was changed");
-    }
-    state = "taken";
-  }
+  if (usersSettingsKept(folder, now, orvel)) return "kept";
+  const Settings users = snapshot(system, now, orvel);
+  // Nothing could be read (the sound system is gone or unreadable): an empty
+  // snapshot would keep nothing and replace the one an unrestored switch left.
+  if (users == Settings{} || !folder.save(users, folder.snapshot())) return std::nullopt;
+  return "taken";
+}
+
+// The switch, up to its "switched" line: nothing is changed on the machine
+// before the user's settings are safe and the switch is marked. Gives the exit
+// status of a failure, nothing once switched. One switch of a folder at a time
+// (the folder's lock, held to the line): a second one then finds Orvel's
+// settings on and the user's kept.
+std::optional<int> makeSwitch(SoundSystem& system, const Files& folder) {
+  const FolderLock lock(folder);
+  if (lock.busy()) return fail(folderBusy);
+  const auto orvel = Files::load(folder.orvel());
+  if (!orvel) return fail("Orvel's sound isn't set up yet");
+  const auto state = keepUsersSettings(system, folder, *orvel);
+  if (!state) return fail("couldn't keep your settings, so nothing was changed");
   if (!folder.write(utcNow(), folder.mark())) {
-    fail("couldn't mark the switch, so nothing was changed");
+    return fail("couldn't mark the switch, so nothing was changed");
   }
-  return state;
+  const Outcome outcome = applyAll(system, *orvel);
+  say({{"type", "switched"},
+       {"snapshot", *state},
+       {"applied", outcome.done},
+       {"skipped", outcome.skipped}});
+  return std::nullopt;
 }
 
 void waitForSignal(sigset_t signals, RestoreOnce* once) {
@@ -97,6 +116,10 @@ bool startThread(Function function, Args... arguments) {
 // with generous blanks around it, never an unbounded line.
 constexpr std::size_t restoreLineKeep = 4096;
 
+// From here on only RestoreOnce touches the sound system: the main thread reads
+// stdin, the signal thread waits in sigwait and the parent watch for the
+// parent's end, and each of them reaches the sound system only through
+// RestoreOnce::run, whose lock lets one restore run and is never released.
 [[noreturn]] void watch(SoundSystem& system, const Files& folder, const sigset_t& signals) {
   // Lives until the process ends (always by _Exit, so its destructor never runs
   // under a thread that still uses it).
@@ -123,27 +146,13 @@ sigset_t blockTriggers() {
   return signals;
 }
 
-void switchCommand(const std::vector<std::string>& args, SoundSystem& system) {
+int switchCommand(const std::vector<std::string>& args, SoundSystem& system) {
   // Before anything else, so that a trigger waits for the watch.
   const sigset_t signals = takeTriggers();
-
-  const Files folder = files("--switch", args);
-  {
-    // One switch of a folder at a time, until its switch is made; a second one
-    // then finds Orvel's settings on and the user's kept. The watch holds no
-    // lock, so waiting never means waiting for Orvel to end.
-    const FolderLock lock(folder);
-    if (lock.busy()) fail(folderBusy);
-    const auto orvel = Files::load(folder.orvel());
-    if (!orvel) fail("Orvel's sound isn't set up yet");
-    const std::string state = keepUsersSettings(system, folder, *orvel);
-    const Outcome outcome = applyAll(system, *orvel);
-    say({{"type", "switched"},
-         {"snapshot", state},
-         {"applied", outcome.done},
-         {"skipped", outcome.skipped}});
-  }
-  watch(system, folder, signals);
+  const auto folder = workingFolder("--switch", args);
+  if (!folder) return fail(folderMissing("--switch"));
+  if (const auto failed = makeSwitch(system, *folder)) return *failed;
+  watch(system, *folder, signals);  // holds no lock: nobody waits for Orvel to end
 }
 
 }  // namespace orvel

@@ -86,8 +86,7 @@ void applyVolumes(Work& work, const VolumeMap& wanted) {
   }
 }
 
-}  // namespace
-
+// One side; without a direction it is a further device, never made a default.
 // A device that isn't connected gets its one entry and nothing else; any other
 // refusal is an entry of the skipped list and the later steps still run.
 void apply(SoundSystem& system, std::optional<Direction> direction, const std::optional<Side>& side,
@@ -105,6 +104,8 @@ void apply(SoundSystem& system, std::optional<Direction> direction, const std::o
   if (side->layout) applyLayout(work, *side->layout);
   if (side->volume) applyVolumes(work, *side->volume);
 }
+
+}  // namespace
 
 // Further devices first, so that a device the switch made a default gets its own
 // settings back before the user's defaults return.

@@ -3,11 +3,9 @@
 // or refused is one human-readable entry in the done or the skipped list.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "settings/direction.h"
 #include "settings/settings.h"
 #include "sound/sound_system.h"
 
@@ -17,10 +15,6 @@ struct Outcome {
   std::vector<std::string> done;
   std::vector<std::string> skipped;
 };
-
-// One side; without a direction it is a further device, never made a default.
-void apply(SoundSystem& system, std::optional<Direction> direction,
-           const std::optional<Side>& side, Outcome& outcome);
 
 // others first, in order, then output, then input.
 Outcome applyAll(SoundSystem& system, const Settings& settings);

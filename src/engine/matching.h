@@ -8,7 +8,7 @@
 
 namespace orvel {
 
-inline constexpr double rateTolerance = 0.5;      // Hz
+inline constexpr double rateTolerance = 0.5;  // Hz
 inline constexpr double volumeTolerance = 0.001;
 
 // True when wanted is absent, or current has its UID and every setting it asks

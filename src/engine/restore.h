@@ -1,14 +1,16 @@
-// Putting the user's settings back: applies snapshot.json (left in place),
-// removes the switch marker, then says the one "restored" line. Never fails as a
-// whole and never ends the process; a missing snapshot is reported in the line.
-// Runs on whichever thread triggers it; callers let it run at most once.
+// Putting the user's settings back: applies snapshot.json (left in place for a
+// later restore) and removes the switch marker, holding the folder's lock the
+// while. Never fails as a whole; a missing snapshot is the one skipped entry
+// "no snapshot to put back". The caller tells the outcome. Runs on whichever
+// thread triggers it; callers let it run at most once per process.
 #pragma once
 
+#include "engine/apply.h"
 #include "files/files.h"
 #include "sound/sound_system.h"
 
 namespace orvel {
 
-void restore(SoundSystem& system, const Files& files);
+Outcome restore(SoundSystem& system, const Files& files);
 
 }  // namespace orvel

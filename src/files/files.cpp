@@ -4,13 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <string>
 #include <system_error>
 
-#include "cli/message/message.h"
 #include "files/file_descriptor.h"
 #include "settings/settings_json.h"
 
@@ -126,15 +124,10 @@ bool Files::write(std::string_view data, const fs::path& file) const {
   return true;
 }
 
-Files files(std::string_view flag, const std::vector<std::string>& args) {
-  const auto it = std::find(args.begin(), args.end(), flag);
-  if (it == args.end() || std::next(it) == args.end()) {
-    fail(std::string(flag) + " needs a folder");
-  }
-  Files found{.dir = fs::path(*std::next(it))};
+Files Files::at(const fs::path& dir) {
   std::error_code ignored;  // a folder that can't be made shows later as a failed write
-  fs::create_directories(found.dir, ignored);
-  return found;
+  fs::create_directories(dir, ignored);
+  return Files{.dir = dir};
 }
 
 }  // namespace orvel

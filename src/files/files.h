@@ -1,8 +1,8 @@
 // The working folder that --save, --switch and --restore are given, and its
-// three files. Every file is replaced whole: written to ".NAME.tmp" in the same
-// folder (on Linux an unnamed file that takes that name only once it is whole),
-// flushed to disk, renamed over the target, and the folder flushed, so a reader
-// (or a crash) sees the old file or the new one, never a part.
+// three files (and the lock's, folder_lock.h). Every file is replaced whole: written to ".NAME.tmp"
+// in the same folder (on Linux an unnamed file that takes that name only once it is whole), flushed
+// to disk, renamed over the target, and the folder flushed, so a reader (or a crash) sees the old
+// file or the new one, never a part.
 //
 // Files is a plain value; its operations keep no state and report failure only
 // through their results.
@@ -12,13 +12,16 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "settings/settings.h"
 
 namespace orvel {
 
 struct Files {
+  // The folder, created with its parents when missing; a folder that can't be
+  // made shows later as a failed write.
+  static Files at(const std::filesystem::path& dir);
+
   std::filesystem::path dir;
 
   std::filesystem::path orvel() const { return dir / "orvel.json"; }        // Orvel's settings
@@ -37,10 +40,5 @@ struct Files {
   // True when the file now holds exactly these bytes.
   bool write(std::string_view data, const std::filesystem::path& file) const;
 };
-
-// The folder after the first occurrence of flag in args, created with its
-// parents (a failure shows later as a failed write). Fails the process with
-// "<flag> needs a folder" when the flag is missing or last.
-Files files(std::string_view flag, const std::vector<std::string>& args);
 
 }  // namespace orvel

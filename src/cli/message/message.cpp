@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "settings/json_text.h"
@@ -35,14 +33,9 @@ void say(const nlohmann::json& message) {
   writeLine(*text);
 }
 
-void fail(std::string_view text) {
+int fail(std::string_view text) {
   say({{"type", "error"}, {"message", std::string(text)}});
-  finish(1);
-}
-
-void finish(int status) {
-  std::fflush(stdout);
-  std::exit(status);
+  return 1;
 }
 
 }  // namespace orvel

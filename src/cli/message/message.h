@@ -15,11 +15,8 @@ namespace orvel {
 // JSON is dropped silently, and so is a failed write (stdout closed).
 void say(const nlohmann::json& message);
 
-// Says {"message": text, "type": "error"} and ends the process with status 1.
-[[noreturn]] void fail(std::string_view text);
-
-// Ends the process with the status, flushing stdio first. Single-threaded
-// commands only: it runs static destructors.
-[[noreturn]] void finish(int status);
+// Says {"message": text, "type": "error"}; gives 1, the exit status of a
+// command that fails: `return fail("...")`.
+[[nodiscard]] int fail(std::string_view text);
 
 }  // namespace orvel
