@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "cli/commands.h"
-#include "cli/message/message.h"
+#include "cli/message.h"
 #include "sound/active_backend.h"
 
 namespace orvel {

@@ -1,6 +1,6 @@
 // --read and --devices: report the machine's audio without changing anything.
 #include "cli/commands.h"
-#include "cli/message/message.h"
+#include "cli/message.h"
 #include "engine/current.h"
 #include "settings/settings_json.h"
 

@@ -1,7 +1,7 @@
 // --restore DIR: puts the snapshot back outside any switch process, for
 // instance after a crash left the switch marker behind.
 #include "cli/commands.h"
-#include "cli/message/message.h"
+#include "cli/message.h"
 #include "cli/working_folder.h"
 #include "engine/restore.h"
 

@@ -5,7 +5,7 @@
 
 #include "cli/commands.h"
 #include "cli/line_reader.h"
-#include "cli/message/message.h"
+#include "cli/message.h"
 #include "cli/save_check.h"
 #include "cli/working_folder.h"
 #include "files/folder_lock.h"

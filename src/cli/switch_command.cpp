@@ -14,7 +14,7 @@
 
 #include "cli/commands.h"
 #include "cli/line_reader.h"
-#include "cli/message/message.h"
+#include "cli/message.h"
 #include "cli/parent_watch.h"
 #include "cli/restore_line.h"
 #include "cli/restore_once.h"

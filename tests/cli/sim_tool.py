@@ -5,10 +5,13 @@ import re
 import select
 import subprocess
 import time
+from pathlib import Path
 
 import pytest
 
-EXE = os.path.join(os.environ.get("ORVEL_BUILD", "/work/main/build"), "orvel-sound-sim")
+# The build folder of this checkout, unless ORVEL_BUILD names another.
+BUILD = os.environ.get("ORVEL_BUILD", str(Path(__file__).resolve().parents[2] / "build"))
+EXE = os.path.join(BUILD, "orvel-sound-sim")
 WAIT = 10  # seconds: the most any single run may take
 MARK = re.compile(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ")  # the text of the file "switched"
 HP = "Haut-parleurs intégrés"

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-namespace orvel {
+namespace orvel::coreaudio {
 
 CFStringOwner& CFStringOwner::operator=(CFStringOwner&& other) noexcept {
   if (this != &other) {
@@ -50,4 +50,4 @@ std::optional<std::string> utf8Text(CFStringRef string) {
   return std::string(buffer.data());
 }
 
-}  // namespace orvel
+}  // namespace orvel::coreaudio

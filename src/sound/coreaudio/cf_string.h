@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace orvel {
+namespace orvel::coreaudio {
 
 class CFStringOwner {
  public:
@@ -39,4 +39,4 @@ CFStringOwner makeCFString(const std::string& text);
 // The string's text in UTF-8; nothing when it can't be converted.
 std::optional<std::string> utf8Text(CFStringRef string);
 
-}  // namespace orvel
+}  // namespace orvel::coreaudio

@@ -7,6 +7,9 @@
 #include "sound/coreaudio/system_object.h"
 
 namespace orvel {
+
+using namespace coreaudio;
+
 namespace {
 
 AudioObjectPropertyScope streamScope(Direction direction) {
@@ -34,7 +37,7 @@ bool CoreAudioSystem::setDefault(Direction direction, const std::string& uid) {
   if (!id) return false;
   const AudioObjectPropertyAddress where = address(defaultSelector(direction));
   if (!set<AudioObjectID>(systemObject, where, *id)) return false;
-  return coreaudio::settles([&] { return get<AudioObjectID>(systemObject, where, 0) == *id; });
+  return settles([&] { return get<AudioObjectID>(systemObject, where, 0) == *id; });
 }
 
 bool CoreAudioSystem::exists(const std::string& uid, Direction direction) {

@@ -4,7 +4,7 @@
 #include "sound/coreaudio/property.h"
 #include "sound/coreaudio/system_object.h"
 
-namespace orvel {
+namespace orvel::coreaudio {
 
 std::optional<AudioObjectID> device(const std::string& uid) {
   const CFStringOwner qualifier = makeCFString(uid);
@@ -24,4 +24,4 @@ AudioObjectPropertySelector defaultSelector(Direction direction) {
                                         : kAudioHardwarePropertyDefaultInputDevice;
 }
 
-}  // namespace orvel
+}  // namespace orvel::coreaudio

@@ -9,7 +9,7 @@
 
 #include "settings/direction.h"
 
-namespace orvel {
+namespace orvel::coreaudio {
 
 // The object id of the present device with the UID; nothing for an unknown UID
 // (CoreAudio answers those with object 0) or a failed translation.
@@ -18,4 +18,4 @@ std::optional<AudioObjectID> device(const std::string& uid);
 // The system property that holds the default device of the direction.
 AudioObjectPropertySelector defaultSelector(Direction direction);
 
-}  // namespace orvel
+}  // namespace orvel::coreaudio

@@ -13,6 +13,9 @@
 #include "sound/volume_level.h"
 
 namespace orvel {
+
+using namespace coreaudio;
+
 namespace {
 
 // Channel controls beyond this many are never read.
@@ -42,7 +45,7 @@ bool CoreAudioSystem::setRate(const std::string& uid, double hz) {
   if (!id) return false;
   const AudioObjectPropertyAddress where = address(kAudioDevicePropertyNominalSampleRate);
   if (!set<Float64>(*id, where, hz)) return false;
-  return coreaudio::settles([&] {
+  return settles([&] {
     const auto now = get<Float64>(*id, where, 0);
     return now && std::fabs(*now - hz) <= rateShown;
   });

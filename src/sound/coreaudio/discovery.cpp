@@ -7,6 +7,8 @@
 
 namespace orvel {
 
+using namespace coreaudio;
+
 std::vector<DeviceRecord> CoreAudioSystem::devices() {
   const AudioObjectPropertyAddress where = address(kAudioHardwarePropertyDevices);
   UInt32 size = 0;

@@ -7,7 +7,7 @@
 
 #include "sound/coreaudio/cf_string.h"
 
-namespace orvel {
+namespace orvel::coreaudio {
 namespace {
 
 // The channel counts of an AudioBufferList's buffers, added up. Buffers that
@@ -57,4 +57,4 @@ std::int64_t channels(AudioObjectID object, AudioObjectPropertyScope scope) {
   return channelSum(list);
 }
 
-}  // namespace orvel
+}  // namespace orvel::coreaudio

@@ -9,7 +9,7 @@
 #include <string>
 #include <type_traits>
 
-namespace orvel {
+namespace orvel::coreaudio {
 
 AudioObjectPropertyAddress address(
     AudioObjectPropertySelector selector,
@@ -49,4 +49,4 @@ std::optional<std::string> string(AudioObjectID object, AudioObjectPropertySelec
 // summed over all its buffers; 0 when the configuration can't be read.
 std::int64_t channels(AudioObjectID object, AudioObjectPropertyScope scope);
 
-}  // namespace orvel
+}  // namespace orvel::coreaudio

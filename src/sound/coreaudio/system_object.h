@@ -5,8 +5,8 @@
 
 #include <CoreAudio/CoreAudio.h>
 
-namespace orvel {
+namespace orvel::coreaudio {
 
 inline constexpr AudioObjectID systemObject = kAudioObjectSystemObject;
 
-}  // namespace orvel
+}  // namespace orvel::coreaudio

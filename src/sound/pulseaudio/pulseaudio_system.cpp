@@ -3,15 +3,15 @@
 #include <vector>
 
 #include "sound/base64.h"
-#include "sound/pulseaudio/device_name.h"
-#include "sound/pulseaudio/device_records.h"
+#include "sound/pulseaudio/conversions.h"
 #include "sound/pulseaudio/requests.h"
-#include "sound/pulseaudio/server_call.h"
 #include "sound/pulseaudio/server_link.h"
-#include "sound/pulseaudio/volumes.h"
 #include "sound/volume_key.h"
 
 namespace orvel {
+
+using namespace pulse;
+
 namespace {
 
 using Text = std::optional<std::string>;

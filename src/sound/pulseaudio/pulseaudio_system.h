@@ -18,7 +18,9 @@
 
 namespace orvel {
 
+namespace pulse {
 class ServerLink;
+}
 
 class PulseAudioSystem final : public SoundSystem {
  public:
@@ -49,7 +51,7 @@ class PulseAudioSystem final : public SoundSystem {
   std::vector<DeviceRecord> devices() override;
 
  private:
-  std::unique_ptr<ServerLink> link_;
+  std::unique_ptr<pulse::ServerLink> link_;
 };
 
 }  // namespace orvel

@@ -5,7 +5,7 @@
 #include <pulse/introspect.h>
 #include <pulse/subscribe.h>
 
-namespace orvel {
+namespace orvel::pulse {
 namespace {
 
 std::optional<std::string> text(const char* value) {
@@ -103,4 +103,4 @@ Operation requestServerEvents(pa_context* context, SuccessReply& reply) {
   return Operation(pa_context_subscribe(context, PA_SUBSCRIPTION_MASK_SERVER, &onSuccess, &reply));
 }
 
-}  // namespace orvel
+}  // namespace orvel::pulse

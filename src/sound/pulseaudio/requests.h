@@ -12,10 +12,21 @@
 #include <pulse/context.h>
 
 #include "settings/direction.h"
-#include "sound/pulseaudio/device_info.h"
-#include "sound/pulseaudio/operation.h"
+#include "sound/pulseaudio/handles.h"
 
-namespace orvel {
+namespace orvel::pulse {
+
+// What the backend reads of one sink or source, in plain types.
+struct DeviceInfo {
+  std::string name;                        // the UID
+  std::optional<std::string> description;  // the display name
+  std::uint32_t index = 0;                 // the server's number, valid while the device stays
+  std::uint32_t channels = 0;
+  std::uint32_t rate = 0;                 // Hz
+  std::optional<std::string> channelMap;  // text form ("front-left,front-right")
+  std::vector<std::uint32_t> volumes;     // one raw server volume per channel
+  bool monitor = false;                   // a source that records what a sink plays
+};
 
 struct DevicesReply {
   std::vector<DeviceInfo> devices;
@@ -57,4 +68,4 @@ Operation requestSinkVolume(pa_context* context, std::uint32_t sinkIndex,
 // Asks to be told of server changes (see Context::serverEvents).
 Operation requestServerEvents(pa_context* context, SuccessReply& reply);
 
-}  // namespace orvel
+}  // namespace orvel::pulse

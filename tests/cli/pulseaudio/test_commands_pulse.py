@@ -9,9 +9,9 @@ import time
 
 import pytest
 
-from sim_tool import Running
+from sim_tool import BUILD, Running
 
-TOOL = os.path.join(os.environ.get("ORVEL_BUILD", "/work/main/build"), "orvel-sound")
+TOOL = os.path.join(BUILD, "orvel-sound")
 WAIT = 5  # seconds, the bound of every wait
 
 

@@ -1,4 +1,4 @@
-#include "cli/message/message.h"
+#include "cli/message.h"
 
 #include <unistd.h>
 
