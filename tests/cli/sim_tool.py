@@ -82,7 +82,8 @@ class Running:
         if not self.p.stderr.closed:
             assert drain(self.p.stderr) == b""
         for stream in (self.p.stdin, self.p.stdout, self.p.stderr):
-            stream.close()
+            if stream:
+                stream.close()
         return self.out
 
 
@@ -119,11 +120,15 @@ class Tool:
         return self.run("--save", self.dir, stdin=json.dumps(settings).encode() + b"\n")
 
     def start(self, *args, stdin=b"", argv=None, preexec_fn=None):
-        # The tool with `args` (or the command `argv`) running, `stdin` written to it.
-        run = Running(subprocess.Popen(argv or [EXE, *map(str, args)], stdin=subprocess.PIPE,
+        # The tool with `args` (or the command `argv`) running, `stdin` written to it,
+        # or, for a file descriptor, handed to it as stdin.
+        pipe = not isinstance(stdin, int)
+        run = Running(subprocess.Popen(argv or [EXE, *map(str, args)],
+                                       stdin=subprocess.PIPE if pipe else stdin,
                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                        bufsize=0, env=self.env, preexec_fn=preexec_fn))
-        run.p.stdin.write(stdin)
+        if pipe:
+            run.p.stdin.write(stdin)
         self.running.append(run)
         return run
 

@@ -5,30 +5,24 @@ import os
 import re
 import resource
 import signal
-import subprocess
 import time
 
 import pytest
 
-from sim_tool import EXE, RESTORED, SWITCHED, WAIT, Running
+from sim_tool import RESTORED, SWITCHED, WAIT
 
 
 def test_a_non_blocking_stdin_is_no_end_of_input(desk):
     read_end, write_end = os.pipe()
     os.set_blocking(read_end, False)  # as some hosts hand their pipe over
-    run = Running(subprocess.Popen([EXE, "--switch", desk.dir], stdin=read_end, env=desk.env,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0))
+    run = desk.switch(stdin=read_end)
     os.close(read_end)
-    try:
+    with open(write_end, "wb", 0) as host:
         assert run.read(1) == [SWITCHED]
         time.sleep(0.3)
         assert run.p.poll() is None
-        os.write(write_end, b"restore\n")
+        host.write(b"restore\n")
         assert run.finish() == 0 and run.out == SWITCHED + RESTORED
-    finally:
-        os.close(write_end)
-        run.p.kill()
-        run.p.wait(timeout=WAIT)
 
 
 def test_a_switch_that_cant_start_its_watch_restores_at_once(desk):

@@ -51,15 +51,27 @@ def one_run(tool, rng):
     assert tool.machine() == original  # put back whole
 
 
+def in_parallel(tmp_path, seed, one):
+    # one(tool, rng) RUNS times, AT_ONCE at a time, each with a folder and a seed of its own.
+    rng = random.Random(os.environ.get("ORVEL_RACE_SEED", seed))
+    seeds = [rng.random() for _ in range(RUNS)]
+
+    def run(i):
+        tool = Tool(tmp_path / str(i))
+        try:
+            one(tool, random.Random(seeds[i]))
+        finally:
+            for started in tool.running:
+                started.close()
+    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+        for _ in pool.map(run, range(RUNS)):
+            pass  # each run's failure is raised here, in order
+
+
 def test_simultaneous_triggers_restore_exactly_once(tmp_path):
     libc = ctypes.CDLL(None, use_errno=True)
     assert libc.prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) == 0
-    rng = random.Random(os.environ.get("ORVEL_RACE_SEED", 3))
-    seeds = [rng.random() for _ in range(RUNS)]
-    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-        for _ in pool.map(lambda i: one_run(Tool(tmp_path / str(i)), random.Random(seeds[i])),
-                          range(RUNS)):
-            pass  # each run's failure is raised here, in order
+    in_parallel(tmp_path, 3, one_run)
 
 
 def two_switches(tool, rng):
@@ -87,16 +99,4 @@ def two_switches(tool, rng):
 
 
 def test_two_switches_of_one_folder_lose_nothing(tmp_path):
-    rng = random.Random(os.environ.get("ORVEL_RACE_SEED", 5))
-    seeds = [rng.random() for _ in range(RUNS)]
-
-    def one(i):
-        tool = Tool(tmp_path / str(i))
-        try:
-            two_switches(tool, random.Random(seeds[i]))
-        finally:
-            for run in tool.running:
-                run.close()
-    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-        for _ in pool.map(one, range(RUNS)):
-            pass
+    in_parallel(tmp_path, 5, two_switches)

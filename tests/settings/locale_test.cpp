@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "settings/json_text.h"
+#include "settings/number_text.h"
 #include "settings/settings_json.h"
 
 // glibc keeps the LOCPATH list of a setlocale call for good; that is not ours.
@@ -52,6 +53,7 @@ TEST(CommaLocale, NumbersAreWrittenAndReadWithAPoint) {
                   R"("output":{"rate":44100.5,"uid":"desk","volume":{"0":0.25}}})");
   EXPECT_EQ(readSettings(text.value_or("")), settings);
   EXPECT_EQ(jsonText({{"rates", {44100.5, 1e300, 0.125}}}), R"({"rates":[44100.5,1e+300,0.125]})");
+  EXPECT_EQ(decimalText(7999.5) + decimalText(1.5e16), "7999.51.5e+16");
   std::locale::global(std::locale::classic());
   std::setlocale(LC_ALL, "C");
 }

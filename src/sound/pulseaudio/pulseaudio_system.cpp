@@ -58,15 +58,16 @@ Text serverDefault(ServerCall& call, Direction direction) {
 
 // Waits, within the call's deadline, until the server reports the new default:
 // PipeWire takes the change first and applies it a moment later, telling its
-// subscribers with a server event.
+// subscribers with a server event. Each read of the default follows a count of
+// the events, so an event that comes before the read is no event waited for.
 bool awaitDefault(ServerCall& call, Direction direction, const std::string& uid, Text reported) {
   Context& context = call.context();
-  while (reported != uid) {
+  if (reported == uid) return true;
+  for (;;) {
     const auto seen = context.serverEvents();
+    if (serverDefault(call, direction) == uid) return true;
     if (!call.waitFor([&] { return context.serverEvents() != seen; })) return false;
-    reported = serverDefault(call, direction);
   }
-  return true;
 }
 
 // Two round trips: the device is looked up before it is made the default, as

@@ -128,14 +128,6 @@ TEST_F(CoreAudioTest, EveryWriteChecksSettableFirstAndChangesNothingWhenRefused)
   }
 }
 
-TEST_F(CoreAudioTest, ExistsNeedsChannelsInThatDirection) {
-  machine.find(3)->output = {{0, 0}};
-  EXPECT_TRUE(audio.exists("speakers-uid", Direction::output));
-  EXPECT_FALSE(audio.exists("speakers-uid", Direction::input));  // no buffers
-  EXPECT_FALSE(audio.exists("mic-uid", Direction::output));      // no configuration
-  EXPECT_FALSE(audio.exists("usb-uid", Direction::output));      // buffers without channels
-}
-
 TEST_F(CoreAudioTest, DevicesRecordEveryDeviceAndFallBackPerValue) {
   device("usb-uid").name = "🎧 Casque";  // characters of two UTF-16 units
   EXPECT_EQ(audio.devices(),
@@ -154,11 +146,8 @@ TEST_F(CoreAudioTest, DevicesRecordEveryDeviceAndFallBackPerValue) {
                                                         {"mic-uid", "Micro de Zoé", 0, 1, 0, {}}}));
   machine.faults["devices"] = Fault::unreadable;
   EXPECT_TRUE(audio.devices().empty());
-}
-
-TEST_F(CoreAudioTest, RatesListRangesInTheirOrder) {
   device("mic-uid").rateRanges = {{96000, 96000}, {44100, 48000}, {48000, 48000}};
-  EXPECT_EQ(audio.rates(4), (std::vector<double>{96000, 44100, 48000, 48000}));
+  EXPECT_EQ(audio.rates(4), (std::vector<double>{96000, 44100, 48000, 48000}));  // unsorted
 }
 
 TEST_F(CoreAudioTest, VolumeMapFollowsTheControls) {
@@ -182,7 +171,7 @@ TEST_F(CoreAudioTest, VolumeMapFollowsTheControls) {
   EXPECT_EQ(audio.volume("usb-uid"), (VolumeMap{{"1", 0.5}, {"3", 0.5}}));
 }
 
-TEST_F(CoreAudioTest, LayoutAndVolumeWritesTakeOnlyWhatTheyCanUse) {
+TEST_F(CoreAudioTest, LayoutAndVolumeWritesTakeOnlyWhatTheControlsHold) {
   EXPECT_FALSE(audio.setLayout("usb-uid", "AgBlAAAAAAAAAAA"));  // not base64: nothing asked
   EXPECT_FALSE(audio.setVolume("speakers-uid", "1.0", 0.5));    // not a key: nothing asked
   EXPECT_EQ(machine.calls.size(), 2u);                          // the translations
@@ -192,11 +181,8 @@ TEST_F(CoreAudioTest, LayoutAndVolumeWritesTakeOnlyWhatTheyCanUse) {
   EXPECT_EQ(device("usb-uid").layout, base64Decode(stereoLayout));
   EXPECT_FALSE(audio.setVolume("speakers-uid", "7", 0.5));  // no control on element 7
   EXPECT_EQ(machine.count(Function::setPropertyData), 2u);
-}
-
-// A control takes 0..1 only, and as one of its steps: what is read back after a
-// set is what the control holds, not what was asked.
-TEST_F(CoreAudioTest, VolumesAreClampedThenSnappedToTheControlsSteps) {
+  // A control takes 0..1 only, and as one of its steps: a read after a set gives
+  // what the control holds, not what was asked.
   for (const auto& [wanted, held] : {std::pair{1.5, 1.0f}, {1e300, 1.0f}, {-2.0, 0.0f}}) {
     EXPECT_TRUE(audio.setVolume("speakers-uid", "2", wanted));
     EXPECT_EQ(device("speakers-uid").volume[2], held) << wanted;
