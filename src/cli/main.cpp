@@ -15,10 +15,9 @@
 namespace orvel {
 
 // The sound system, the backend's name and the arguments are the process's own,
-// set once before any command runs and only read afterwards: a switch's
-// signal thread and parent watch reach the sound system long after main has
-// handed it over, so it must outlive every thread (and is never torn down while
-// one runs: a switch ends by _Exit).
+// set once and only read afterwards: a switch's signal thread and parent watch
+// reach the sound system long after main has handed it over, so it must outlive
+// every thread (and is never torn down while one runs: a switch ends by _Exit).
 std::unique_ptr<SoundSystem> system;
 std::string backend;
 std::vector<std::string> args;
@@ -30,6 +29,13 @@ bool present(std::string_view flag) {
   return std::find(args.begin(), args.end(), flag) != args.end();
 }
 
+// The sound system, made when the first command that needs it runs: --backend
+// and the usage error never touch the audio system.
+SoundSystem& sound() {
+  if (!system) system = makeSystem();
+  return *system;
+}
+
 // The first command present, in the fixed order --backend, --read, --devices,
 // --save, --restore, --switch; the usage error when none is.
 int dispatch() {
@@ -37,11 +43,11 @@ int dispatch() {
     std::fputs((backend + "\n").c_str(), stdout);
     return 0;
   }
-  if (present("--read")) return readCommand(*system);
-  if (present("--devices")) return devicesCommand(*system);
-  if (present("--save")) return saveCommand(args, *system);
-  if (present("--restore")) return restoreCommand(args, *system);
-  if (present("--switch")) return switchCommand(args, *system);
+  if (present("--read")) return readCommand(sound());
+  if (present("--devices")) return devicesCommand(sound());
+  if (present("--save")) return saveCommand(args, sound());
+  if (present("--restore")) return restoreCommand(args, sound());
+  if (present("--switch")) return switchCommand(args, sound());
   return fail("say what to do: --read, --devices, --save DIR, --switch DIR, --restore DIR");
 }
 
@@ -58,7 +64,6 @@ int main(int argc, char** argv) {
   // A host that goes away closes our stdout; a write must fail, not kill us.
   std::signal(SIGPIPE, SIG_IGN);
 
-  orvel::system = orvel::makeSystem();
   orvel::backend = std::string(orvel::backendName());
   orvel::args.assign(argv, argv + argc);
   return orvel::dispatch();

@@ -1,8 +1,9 @@
 // The working folder that --save, --switch and --restore are given, and its
-// three files (and the lock's, folder_lock.h). Every file is replaced whole: written to ".NAME.tmp"
-// in the same folder (on Linux an unnamed file that takes that name only once it is whole), flushed
-// to disk, renamed over the target, and the folder flushed, so a reader (or a crash) sees the old
-// file or the new one, never a part.
+// three files (and the lock's, folder_lock.h). Every file is replaced whole:
+// written to ".NAME.tmp" in the same folder (on Linux an unnamed file that takes
+// that name only once it is whole), flushed to disk, renamed over the target,
+// and the folder flushed, so a reader (or a crash) sees the old file or the new
+// one, never a part.
 //
 // Files is a plain value; its operations keep no state and report failure only
 // through their results.
