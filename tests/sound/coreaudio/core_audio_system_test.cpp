@@ -80,30 +80,6 @@ TEST_F(CoreAudioTest, NoStringOutlivesAnyOperationWhateverFails) {
   }
 }
 
-TEST_F(CoreAudioTest, AUIDThatNamesNoDeviceEndsEveryOperationAtTheTranslation) {
-  const std::pair<std::string, std::size_t> cases[] = {
-      {"no-such-uid", 9},                        // translated to object 0, as macOS does
-      {"speakers-uid", 9},                       // the translation fails
-      {std::string("speakers-uid\0x", 14), 0}};  // cut at the NUL it would be the speakers'
-  for (const auto& [uid, translations] : cases) {
-    machine.calls.clear();
-    machine.faults.clear();
-    if (uid == "speakers-uid") machine.faults["translate"] = Fault::unreadable;
-    EXPECT_FALSE(audio.setDefault(Direction::output, uid));
-    EXPECT_FALSE(audio.exists(uid, Direction::output));
-    EXPECT_EQ(audio.name(uid), std::nullopt);
-    EXPECT_EQ(audio.rate(uid), std::nullopt);
-    EXPECT_FALSE(audio.setRate(uid, 48000));
-    EXPECT_EQ(audio.layout(uid), std::nullopt);
-    EXPECT_FALSE(audio.setLayout(uid, stereoLayout));
-    EXPECT_TRUE(audio.volume(uid).empty());
-    EXPECT_FALSE(audio.setVolume(uid, "0", 0.5));
-    EXPECT_EQ(machine.calls.size(), translations);
-    EXPECT_EQ(machine.count(Function::getPropertyData, kAudioHardwarePropertyTranslateUIDToDevice),
-              translations);
-  }
-}
-
 TEST_F(CoreAudioTest, EveryWriteChecksSettableFirstAndChangesNothingWhenRefused) {
   const std::vector<std::pair<std::string, std::function<bool()>>> setters = {
       {"defaultOutput", [&] { return audio.setDefault(Direction::output, "usb-uid"); }},

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
 
 #include <pulse/volume.h>
 
@@ -39,13 +38,6 @@ TEST(Volumes, RawVolumesRoundTripAndNeverAmplify) {
   }
 }
 
-TEST(Volumes, AnElementSetsItsChannelOrAll) {
-  EXPECT_EQ(withElement({1, 2, 3}, 0, 9), (Channels{9, 9, 9}));
-  EXPECT_EQ(withElement({1, 2, 3}, 3, 9), (Channels{1, 2, 9}));
-  EXPECT_EQ(withElement({1, 2, 3}, 4, 9), std::nullopt);
-  EXPECT_EQ(withElement({}, 0, 9), std::nullopt);
-}
-
 TEST(DeviceRecords, SinksThenNewSourcesWithoutMonitors) {
   const DeviceInfo speakers{.name = "spk", .description = "Speakers", .channels = 2, .rate = 48000};
   const DeviceInfo headset{.name = "usb", .channels = 2, .rate = 44100};
@@ -56,16 +48,6 @@ TEST(DeviceRecords, SinksThenNewSourcesWithoutMonitors) {
             (std::vector<DeviceRecord>{{"spk", "Speakers", 2, 0, 48000, {48000}},
                                        {"usb", "", 2, 1, 44100, {44100}},  // one device
                                        {"mic", "", 0, 1, 0, {}}}));
-}
-
-TEST(DeviceNames, TextsTheServerReadsOtherwiseNameNoDevice) {
-  using namespace std::string_literals;
-  for (const std::string& name : {""s, "@DEFAULT_SINK@"s, "3"s, "0x1f"s, "017"s, "a\0b"s}) {
-    EXPECT_FALSE(isDeviceName(name)) << name;
-  }
-  for (const std::string name : {"desk_speakers", "3a", "alsa_output.pci-0000_00_1f.3"}) {
-    EXPECT_TRUE(isDeviceName(name)) << name;
-  }
 }
 
 }  // namespace
