@@ -36,11 +36,18 @@ class SoundSystem {
   // Output volumes: {"0": main} when the main control reads, else the readable
   // channels "1".."N" (N = channel count raised to 1, cut to 16).
   virtual VolumeMap volume(const std::string& uid) = 0;
+  // One output control's value by its key, also a channel's where the main
+  // control reads; nothing when the device or that control can't be read.
+  virtual std::optional<double> volumeAt(const std::string& uid, const std::string& key) = 0;
   // Key: an element number as parseVolumeKey reads it. The value is taken into
   // 0..1 first (volume_level.h): no volume is ever set beyond.
   virtual bool setVolume(const std::string& uid, const std::string& key, double value) = 0;
   // Every device whose UID can be read, in the audio system's order.
   virtual std::vector<DeviceRecord> devices() = 0;
+  // Whether the audio system answers at all now. False when it isn't running,
+  // refuses us or doesn't answer in time: what tells "the sound system isn't
+  // answering" apart from a device that isn't connected or a refused change.
+  virtual bool answering() = 0;
 
  protected:
   SoundSystem() = default;

@@ -56,7 +56,12 @@ class MemorySoundSystem : public SoundSystem {
   bool setVolume(const std::string& uid, const std::string& key, double value) override {
     return accepts("setVolume", uid) && (machine[uid].volume[key] = value, true);
   }
+  std::optional<double> volumeAt(const std::string& uid, const std::string& key) override {
+    const VolumeMap volume = at(uid).volume;
+    return volume.contains(key) ? std::optional(volume.at(key)) : std::nullopt;
+  }
   std::vector<DeviceRecord> devices() override { return {}; }
+  bool answering() override { return true; }
 
  private:
   // An unknown device reads as one with nothing set.

@@ -96,6 +96,15 @@ VolumeMap CoreAudioSystem::volume(const std::string& uid) {
   return volumes;
 }
 
+std::optional<double> CoreAudioSystem::volumeAt(const std::string& uid, const std::string& key) {
+  const auto element = parseVolumeKey(key);
+  const auto id = element ? device(uid) : std::nullopt;
+  if (!id) return std::nullopt;
+  const auto scalar = get<Float32>(*id, volumeAddress(*element), 0);
+  if (!scalar) return std::nullopt;
+  return *scalar;
+}
+
 bool CoreAudioSystem::setVolume(const std::string& uid, const std::string& key, double value) {
   const auto id = device(uid);
   if (!id || key.empty()) return false;

@@ -27,6 +27,12 @@ std::vector<DeviceRecord> CoreAudioSystem::devices() {
   return records;
 }
 
+bool CoreAudioSystem::answering() {
+  const AudioObjectPropertyAddress where = address(kAudioHardwarePropertyDevices);
+  UInt32 size = 0;
+  return AudioObjectGetPropertyDataSize(systemObject, &where, 0, nullptr, &size) == 0;
+}
+
 DeviceRecord CoreAudioSystem::record(AudioObjectID device, std::string uid) {
   DeviceRecord result;
   result.uid = std::move(uid);

@@ -172,6 +172,14 @@ VolumeMap PulseAudioSystem::volume(const std::string& uid) {
   return volumeMap(sink->volumes);
 }
 
+std::optional<double> PulseAudioSystem::volumeAt(const std::string& uid, const std::string& key) {
+  const auto element = parseVolumeKey(key);
+  if (!element) return std::nullopt;
+  const auto sink = device(*link_, Direction::output, uid);
+  if (!sink) return std::nullopt;
+  return elementVolume(sink->volumes, *element);
+}
+
 bool PulseAudioSystem::setVolume(const std::string& uid, const std::string& key, double value) {
   const auto element = parseVolumeKey(key);
   if (!element || !isDeviceName(uid)) return false;
@@ -192,6 +200,10 @@ std::vector<DeviceRecord> PulseAudioSystem::devices() {
     if (!call.wait(operations) || sinks.failed || sources.failed) return {};
     return deviceRecords(sinks.devices, sources.devices);
   });
+}
+
+bool PulseAudioSystem::answering() {
+  return askServer(*link_, false, [](ServerCall&) { return true; });
 }
 
 }  // namespace orvel
