@@ -66,5 +66,5 @@ int main(int argc, char** argv) {
 
   orvel::backend = std::string(orvel::backendName());
   orvel::args.assign(argv, argv + argc);
-  return orvel::dispatch();
+  orvel::endProcess(orvel::dispatch());
 }

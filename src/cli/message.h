@@ -1,8 +1,11 @@
-// Message lines on stdout: one JSON object per line, written whole by one
-// write(2), unbuffered, so a line is out before the call returns. Nothing is
-// ever written to stderr.
+// Message lines on stdout: one JSON object per line, each written whole, in the
+// order said. Nothing is ever written to stderr.
 //
-// say() takes no lock: callers make sure two messages are never said at once.
+// A host that doesn't read our stdout must never hold us up: say() hands the
+// line to one writer thread (started on first use) and returns, and
+// endProcess() gives the lines said at most a second to go out. Where no thread
+// can be started, say() writes the line itself, blocking. Both are safe from
+// any thread.
 #pragma once
 
 #include <string_view>
@@ -11,12 +14,19 @@
 
 namespace orvel {
 
-// Writes the message as one line (json_text.h form). A message that can't be
-// JSON is dropped silently, and so is a failed write (stdout closed).
+// Queues the message as one line (json_text.h form). A message that can't be
+// JSON is dropped silently, and so is a line stdout no longer takes (closed).
 void say(const nlohmann::json& message);
 
 // Says {"message": text, "type": "error"}; gives 1, the exit status of a
 // command that fails: `return fail("...")`.
 [[nodiscard]] int fail(std::string_view text);
+
+// Ends the process with _Exit(status), status 0 or 1, once every line said
+// before the call is written, or after one second at the most, whatever the
+// writer is doing: no destructor or exit handler runs, and a host that stopped
+// reading holds whole lines only. stdio's stdout (plain text, --backend) is
+// flushed first.
+[[noreturn]] void endProcess(int status);
 
 }  // namespace orvel
