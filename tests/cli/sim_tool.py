@@ -77,7 +77,7 @@ class Running:
         # Kills it if it still runs; its stderr (a grandchild's, too) must stay empty.
         self.p.kill()
         self.p.wait(timeout=WAIT)
-        if not self.p.stdout.closed:
+        if self.p.stdout and not self.p.stdout.closed:
             self.read()
         if not self.p.stderr.closed:
             assert drain(self.p.stderr) == b""
@@ -119,13 +119,13 @@ class Tool:
     def save(self, settings):
         return self.run("--save", self.dir, stdin=json.dumps(settings).encode() + b"\n")
 
-    def start(self, *args, stdin=b"", argv=None, preexec_fn=None):
+    def start(self, *args, stdin=b"", argv=None, preexec_fn=None, stdout=subprocess.PIPE):
         # The tool with `args` (or the command `argv`) running, `stdin` written to it,
-        # or, for a file descriptor, handed to it as stdin.
+        # or, for a file descriptor, handed to it as stdin; `stdout` as Popen takes it.
         pipe = not isinstance(stdin, int)
         run = Running(subprocess.Popen(argv or [EXE, *map(str, args)],
                                        stdin=subprocess.PIPE if pipe else stdin,
-                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                       stdout=stdout, stderr=subprocess.PIPE,
                                        bufsize=0, env=self.env, preexec_fn=preexec_fn))
         if pipe:
             run.p.stdin.write(stdin)

@@ -1,6 +1,8 @@
 """orvel-sound-sim started by unusual hosts: a non-blocking pipe, no room for threads,
-signals from the first instant."""
+signals from the first instant, a stdout nobody reads."""
 import errno
+import fcntl
+import json
 import os
 import re
 import resource
@@ -63,3 +65,30 @@ def test_triggers_wait_from_before_the_sound_system_is_made(tool):
         assert {signal.SIGTERM, signal.SIGINT, signal.SIGHUP} <= blocked(run.p.pid)
     finally:
         os.close(writer)
+
+
+
+def until(done, seconds):  # whether `done()` holds within the time
+    deadline = time.monotonic() + seconds
+    while not done() and time.monotonic() < deadline:
+        time.sleep(0.01)
+    return done()
+
+
+def test_a_host_that_never_reads_stdout_holds_no_restore_up(tool):
+    # Orvel's output named at length makes a "switched" line of about 6 kB: it fits
+    # the pipe, but not beside the 4 kB line the host left unread in it.
+    assert tool.save({"output": {"uid": "desk-uid", "name": "x" * 3000, "rate": 48000}})[1] == 0
+    read_end, write_end = os.pipe()
+    fcntl.fcntl(write_end, 1031, 8192)  # F_SETPIPE_SZ
+    os.write(write_end, json.dumps({"unread": "y" * 3985}).encode() + b"\n")
+    run = tool.switch(stdout=write_end)
+    os.close(write_end)
+    with open(read_end, "rb", 0) as host:
+        assert until(lambda: tool.machine()["defaultOutput"] == 2, WAIT)
+        run.p.send_signal(signal.SIGTERM)
+        assert until(lambda: tool.machine()["defaultOutput"] == 3
+                     and tool.machine()["devices"][0]["rate"] == 44100, 2)
+        assert until(lambda: run.p.poll() is not None, 2)
+        lines = host.read().split(b"\n")  # never read before the tool ended
+    assert lines[-1] == b"" and all(isinstance(json.loads(x), dict) for x in lines[:-1])
