@@ -1,5 +1,7 @@
 // orvel-sound: the entry point. Sets the process's globals, then runs the one
 // command the arguments name and ends with its exit status.
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -21,6 +23,7 @@ namespace orvel {
 std::unique_ptr<SoundSystem> system;
 std::string backend;
 std::vector<std::string> args;
+pid_t host = 0;  // the parent process as it was at the start: the host
 
 namespace {
 
@@ -47,7 +50,7 @@ int dispatch() {
   if (present("--devices")) return devicesCommand(sound());
   if (present("--save")) return saveCommand(args, sound());
   if (present("--restore")) return restoreCommand(args, sound());
-  if (present("--switch")) return switchCommand(args, sound());
+  if (present("--switch")) return switchCommand(args, sound(), host);
   return fail("say what to do: --read, --devices, --save DIR, --switch DIR, --restore DIR");
 }
 
@@ -55,11 +58,15 @@ int dispatch() {
 }  // namespace orvel
 
 int main(int argc, char** argv) {
+  // Before anything else: a host that dies during a long switch must still be
+  // seen as gone, not mistaken for the process we are handed to.
+  orvel::host = getppid();
   // A switch's triggers must never end it, even in its first milliseconds:
-  // they wait, blocked, for the watch. Hosts that signal even sooner start the
-  // tool with them blocked.
+  // they wait, blocked, for the watch, with their default action back before
+  // the sound system is made. Hosts that signal even sooner start the tool
+  // with them blocked.
   if (std::find(argv, argv + argc, std::string_view("--switch")) != argv + argc) {
-    orvel::blockTriggers();
+    orvel::takeTriggers();
   }
   // A host that goes away closes our stdout; a write must fail, not kill us.
   std::signal(SIGPIPE, SIG_IGN);

@@ -1,5 +1,5 @@
-// --restore DIR: puts the snapshot back outside any switch process, for
-// instance after a crash left the switch marker behind.
+// --restore DIR: puts back what a switch still owes, outside any switch
+// process: after a crash, or once an unplugged device is back.
 #include "cli/commands.h"
 #include "cli/message.h"
 #include "cli/working_folder.h"
@@ -7,14 +7,18 @@
 
 namespace orvel {
 
-void sayRestored(const Outcome& outcome) {
-  say({{"type", "restored"}, {"applied", outcome.done}, {"skipped", outcome.skipped}});
+void sayRestored(const Restored& restored) {
+  say({{"type", "restored"},
+       {"applied", restored.outcome.done},
+       {"skipped", restored.outcome.skipped},
+       {"left", restored.left},
+       {"complete", restored.complete}});
 }
 
 int restoreCommand(const std::vector<std::string>& args, SoundSystem& system) {
   const auto folder = workingFolder("--restore", args);
   if (!folder) return fail(folderMissing("--restore"));
-  sayRestored(restore(system, *folder));
+  sayRestored(restoreFolder(system, *folder));
   return 0;
 }
 

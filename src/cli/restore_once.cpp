@@ -1,8 +1,7 @@
 #include "cli/restore_once.h"
 
-#include <cstdlib>
-
 #include "cli/commands.h"
+#include "cli/message.h"
 #include "engine/restore.h"
 
 namespace orvel {
@@ -11,9 +10,9 @@ void RestoreOnce::run() {
   lock_.lock();  // never released: the holder ends the process
   if (!restored_) {
     restored_ = true;
-    sayRestored(restore(system_, files_));
+    sayRestored(restoreOwnSwitch(system_, files_, mine_));
   }
-  std::_Exit(0);
+  endProcess(0);
 }
 
 }  // namespace orvel

@@ -27,7 +27,10 @@ int saveCommand(const std::vector<std::string>& args, SoundSystem& system) {
       system, line && !line->cut ? std::optional<std::string_view>(line->text) : std::nullopt);
   if (!check.settings) return fail(check.problem);
   const FolderLock lock(*folder);  // no switch reads the file while it changes
-  if (lock.busy()) return fail(folderBusy);
+  if (lock.state() == LockState::busy) return fail(folderBusy);
+  if (lock.state() == LockState::refused) {
+    return fail("couldn't lock the folder, so nothing was changed");
+  }
   if (!folder->save(*check.settings, folder->orvel()))
     return fail("couldn't keep Orvel's settings");
   say({{"type", "saved"}});

@@ -1,7 +1,7 @@
-// --switch DIR: moves the machine onto Orvel's settings with the user's own
-// settings safe on disk first, then watches for the first of four triggers
-// (the line "restore", the end of stdin, SIGTERM/SIGINT/SIGHUP, the parent's
-// death) and puts the user's settings back exactly once.
+// --switch DIR: moves the machine onto Orvel's settings with the switch's state
+// (the user's values) safe on disk first, then watches for the first of four
+// triggers (the line "restore", the end of stdin, SIGTERM/SIGINT/SIGHUP, the
+// parent's death) and puts the user's settings back exactly once.
 #include <pthread.h>
 #include <signal.h>
 #include <time.h>
@@ -11,6 +11,7 @@
 #include <ctime>
 #include <optional>
 #include <thread>
+#include <variant>
 
 #include "cli/commands.h"
 #include "cli/line_reader.h"
@@ -20,24 +21,14 @@
 #include "cli/restore_once.h"
 #include "cli/working_folder.h"
 #include "engine/apply.h"
-#include "engine/current.h"
-#include "engine/matching.h"
-#include "engine/snapshot.h"
+#include "engine/items.h"
+#include "engine/switch_file.h"
+#include "engine/switching.h"
 #include "files/files.h"
 #include "files/folder_lock.h"
 
 namespace orvel {
 namespace {
-
-// Gives the triggers their default action back, once blocked: macOS discards
-// a signal whose action is "ignore" even while it is blocked, so a switch
-// started under nohup would never hear SIGHUP. Blocked first, a trigger can't
-// end the process in between.
-sigset_t takeTriggers() {
-  const sigset_t signals = blockTriggers();
-  for (const int trigger : {SIGTERM, SIGINT, SIGHUP}) std::signal(trigger, SIG_DFL);
-  return signals;
-}
 
 // Internet date-time in UTC with whole seconds: 2026-11-23T09:41:07Z.
 std::string utcNow() {
@@ -49,49 +40,66 @@ std::string utcNow() {
   return text;
 }
 
-// Whether the user's settings are kept already. While a switch is in effect
-// (its marker is there: it runs, or it was killed before its restore) the
-// machine holds Orvel's settings as far as it could take them, and its state is
-// never the user's, whatever matches says of it: the snapshot stays.
-bool usersSettingsKept(const Files& folder, const Settings& now, const Settings& orvel) {
-  if (folder.switched() && Files::load(folder.snapshot())) return true;
-  return matches(now.output, orvel.output) && matches(now.input, orvel.input);
+// Whether a trigger came while the switch still waits for the folder: one of
+// the signals is pending, or the host is gone.
+bool triggered(pid_t parent) {
+  sigset_t pending;
+  sigemptyset(&pending);
+  sigpending(&pending);
+  for (const int trigger : {SIGTERM, SIGINT, SIGHUP}) {
+    if (sigismember(&pending, trigger) == 1) return true;
+  }
+  return getppid() != parent;
 }
 
-// The user's settings kept on disk: "taken" when a snapshot was stored now,
-// "kept" when it needs none; nothing when it can't be stored.
-std::optional<std::string> keepUsersSettings(SoundSystem& system, const Files& folder,
-                                             const Settings& orvel) {
-  const Settings now = current(system);
-  if (usersSettingsKept(folder, now, orvel)) return "kept";
-  const Settings users = snapshot(system, now, orvel);
-  // Nothing could be read (the sound system is gone or unreadable): an empty
-  // snapshot would keep nothing and replace the one an unrestored switch left.
-  if (users == Settings{} || !folder.save(users, folder.snapshot())) return std::nullopt;
-  return "taken";
-}
+struct Switched {
+  SwitchState state;
+  Outcome outcome;  // what applying Orvel's settings did and skipped
+  bool kept = false;
+};
 
-// The switch, up to its "switched" line: nothing is changed on the machine
-// before the user's settings are safe and the switch is marked. Gives the exit
-// status of a failure, nothing once switched. One switch of a folder at a time
-// (the folder's lock, held to the line): a second one then finds Orvel's
-// settings on and the user's kept.
-std::optional<int> makeSwitch(SoundSystem& system, const Files& folder) {
-  const FolderLock lock(folder);
-  if (lock.busy()) return fail(folderBusy);
+// The exit status of a switch that failed before it changed anything.
+using Failed = int;
+
+// The switch under the folder's lock, up to applying: nothing is changed on the
+// machine before the switch's state is on disk. One switch of a folder at a
+// time, so two never both take the machine's state for the user's.
+std::variant<Switched, Failed> makeSwitch(SoundSystem& system, const Files& folder,
+                                          pid_t parent) {
+  const FolderLock lock(folder, FolderLock::patience(), [parent] { return triggered(parent); });
+  switch (lock.state()) {
+    case LockState::busy:
+      return fail(folderBusy);
+    case LockState::refused:
+      return fail(folderUnlockable);
+    case LockState::stopped:
+      return fail("stopped before anything was changed");
+    case LockState::held:
+    case LockState::unlocked:
+      break;
+  }
   const auto orvel = Files::load(folder.orvel());
   if (!orvel) return fail("Orvel's sound isn't set up yet");
-  const auto state = keepUsersSettings(system, folder, *orvel);
-  if (!state) return fail("couldn't keep your settings, so nothing was changed");
-  if (!folder.write(utcNow(), folder.mark())) {
+  if (!system.answering()) return fail("the sound system isn't answering");
+  const SwitchFile earlier = readSwitchFile(folder);
+  // A switch in effect whose state doesn't read: its user values are unknown,
+  // and taking the machine's for them would lose them. --restore ends it.
+  if (earlier.present && !earlier.state) {
+    return fail("couldn't keep your settings, so nothing was changed");
+  }
+  SwitchPlan plan = planSwitch(system, *orvel, earlier.state, newSwitchId(), utcNow());
+  // Reading was cut short: what was read is no whole picture of the user's settings.
+  if (!system.answering()) return fail("the sound system isn't answering");
+  if (!folder.save(usersSettings(plan.state.items), folder.snapshot())) {
+    return fail("couldn't keep your settings, so nothing was changed");
+  }
+  if (!writeSwitchFile(folder, plan.state)) {
     return fail("couldn't mark the switch, so nothing was changed");
   }
-  const Outcome outcome = applyAll(system, *orvel);
-  say({{"type", "switched"},
-       {"snapshot", *state},
-       {"applied", outcome.done},
-       {"skipped", outcome.skipped}});
-  return std::nullopt;
+  Outcome outcome = applyAll(system, *orvel);
+  readBack(system, plan.state);
+  writeSwitchFile(folder, plan.state);  // without it, the values asked for still tell
+  return Switched{std::move(plan.state), std::move(outcome), plan.kept};
 }
 
 void waitForSignal(sigset_t signals, RestoreOnce* once) {
@@ -120,14 +128,14 @@ constexpr std::size_t restoreLineKeep = 4096;
 // stdin, the signal thread waits in sigwait and the parent watch for the
 // parent's end, and each of them reaches the sound system only through
 // RestoreOnce::run, whose lock lets one restore run and is never released.
-[[noreturn]] void watch(SoundSystem& system, const Files& folder, const sigset_t& signals) {
+[[noreturn]] void watch(SoundSystem& system, const Files& folder, SwitchState mine,
+                        const sigset_t& signals, pid_t parent) {
   // Lives until the process ends (always by _Exit, so its destructor never runs
   // under a thread that still uses it).
-  static RestoreOnce once(system, folder);
+  static RestoreOnce once(system, folder, std::move(mine));
   // A switch whose triggers can't all be heard must not stay switched: a host
   // that then gives up on SIGTERM and kills would leave Orvel's settings on.
   if (!startThread(waitForSignal, signals, &once)) once.run();
-  const pid_t parent = getppid();
   if (!startThread([parent] { watchParent(parent, [] { once.run(); }); })) once.run();
   LineReader reader(STDIN_FILENO, restoreLineKeep);
   while (const auto line = reader.next()) {
@@ -138,21 +146,29 @@ constexpr std::size_t restoreLineKeep = 4096;
 
 }  // namespace
 
-sigset_t blockTriggers() {
+sigset_t takeTriggers() {
   sigset_t signals;
   sigemptyset(&signals);
   for (const int trigger : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, trigger);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  for (const int trigger : {SIGTERM, SIGINT, SIGHUP}) std::signal(trigger, SIG_DFL);
   return signals;
 }
 
-int switchCommand(const std::vector<std::string>& args, SoundSystem& system) {
-  // Before anything else, so that a trigger waits for the watch.
-  const sigset_t signals = takeTriggers();
+int switchCommand(const std::vector<std::string>& args, SoundSystem& system, pid_t parent) {
+  const sigset_t signals = takeTriggers();  // main took them already; this keeps the command whole
   const auto folder = workingFolder("--switch", args);
   if (!folder) return fail(folderMissing("--switch"));
-  if (const auto failed = makeSwitch(system, *folder)) return *failed;
-  watch(system, *folder, signals);  // holds no lock: nobody waits for Orvel to end
+  auto made = makeSwitch(system, *folder, parent);
+  if (const auto* failed = std::get_if<Failed>(&made)) return *failed;
+  // The folder's lock is released before any line is said: a host that
+  // doesn't read us holds nobody up.
+  auto& switched = std::get<Switched>(made);
+  say({{"type", "switched"},
+       {"snapshot", switched.kept ? "kept" : "taken"},
+       {"applied", switched.outcome.done},
+       {"skipped", switched.outcome.skipped}});
+  watch(system, *folder, std::move(switched.state), signals, parent);
 }
 
 }  // namespace orvel

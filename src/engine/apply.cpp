@@ -1,10 +1,11 @@
 #include "engine/apply.h"
 
 #include <cmath>
-#include <string_view>
+#include <utility>
 
-#include "engine/matching.h"
-#include "settings/number_text.h"
+#include "engine/tolerances.h"
+#include "engine/entries.h"
+#include "engine/items.h"
 
 namespace orvel {
 namespace {
@@ -16,18 +17,10 @@ struct Work {
   std::string label;
   Outcome& outcome;
 
-  void record(bool accepted, std::string_view what) {
-    (accepted ? outcome.done : outcome.skipped).push_back(label + std::string(what));
+  void record(bool accepted, std::string entry) {
+    (accepted ? outcome.done : outcome.skipped).push_back(std::move(entry));
   }
 };
-
-// "the output Desk Speakers" for a default, "Desk Speakers" for a further device;
-// the UID stands in for a missing name, never for an empty one.
-std::string labelOf(std::optional<Direction> direction, const Side& side) {
-  const std::string& name = side.name ? *side.name : side.uid;
-  if (!direction) return name;
-  return "the " + std::string(rawValue(*direction)) + " " + name;
-}
 
 struct Presence {
   bool connected = false;
@@ -46,18 +39,9 @@ Presence presenceOf(SoundSystem& system, std::optional<Direction> direction,
   return {output || system.exists(uid, Direction::input), output};
 }
 
-// The rate cut toward zero, as decimal digits; a non-finite one (only a
-// hand-edited file holds one) as "infinity", "-infinity" or "NaN", so the entry
-// is still made.
-std::string wholeHertz(double hz) {
-  if (std::isnan(hz)) return "NaN";
-  if (std::isinf(hz)) return hz > 0 ? "infinity" : "-infinity";
-  return wholeText(hz);
-}
-
 void applyDefault(Work& work, Direction direction) {
   if (work.system.defaultUID(direction) == work.side.uid) return;
-  work.record(work.system.setDefault(direction, work.side.uid), " as the default");
+  work.record(work.system.setDefault(direction, work.side.uid), defaultEntry(work.label));
 }
 
 // A missing present rate counts as 0, so it is set.
@@ -65,24 +49,23 @@ void applyRate(Work& work, double wanted) {
   const double held = work.system.rate(work.side.uid).value_or(0);
   if (std::fabs(held - wanted) <= rateTolerance) return;
   const bool accepted = work.system.setRate(work.side.uid, wanted);
-  work.record(accepted, " at " + wholeHertz(wanted) + " Hz");
+  work.record(accepted, rateEntry(work.label, wanted));
 }
 
 void applyLayout(Work& work, const std::string& wanted) {
   if (work.system.layout(work.side.uid) == wanted) return;
-  work.record(work.system.setLayout(work.side.uid, wanted), "'s channel layout");
+  work.record(work.system.setLayout(work.side.uid, wanted), layoutEntry(work.label));
 }
 
 // The map's own order is the keys' text order ("0", "1", "10".."16", "2".."9").
-// Each key reads the volumes afresh, after the one before it was set; a missing
-// key counts as -1 and so is always set.
+// Each key reads its control afresh, after the one before it was set (on some
+// systems the main control moves every channel); a key that can't be read
+// counts as -1 and so is always set.
 void applyVolumes(Work& work, const VolumeMap& wanted) {
   for (const auto& [key, value] : wanted) {
-    const VolumeMap held = work.system.volume(work.side.uid);
-    const auto found = held.find(key);
-    const double present = found == held.end() ? -1 : found->second;
+    const double present = controlLevel(work.system, work.side.uid, key).value_or(-1);
     if (std::fabs(present - value) <= volumeTolerance) continue;
-    work.record(work.system.setVolume(work.side.uid, key, value), "'s volume");
+    work.record(work.system.setVolume(work.side.uid, key, value), volumeEntry(work.label));
   }
 }
 
@@ -92,10 +75,10 @@ void applyVolumes(Work& work, const VolumeMap& wanted) {
 void apply(SoundSystem& system, std::optional<Direction> direction, const std::optional<Side>& side,
            Outcome& outcome) {
   if (!side) return;
-  Work work{system, *side, labelOf(direction, *side), outcome};
+  Work work{system, *side, labelOf(direction, side->name, side->uid), outcome};
   const Presence presence = presenceOf(system, direction, side->uid);
   if (!presence.connected) {
-    outcome.skipped.push_back(work.label + ": not connected");
+    outcome.skipped.push_back(notConnectedEntry(work.label));
     return;
   }
   if (direction) applyDefault(work, *direction);

@@ -1,24 +1,77 @@
 #include "engine/restore.h"
 
-#include <filesystem>
-#include <system_error>
-
+#include "engine/put_back.h"
+#include "engine/switch_file.h"
 #include "files/folder_lock.h"
 
 namespace orvel {
+namespace {
 
-// The marker goes once the settings are back, so a host that reads the outcome
-// finds no switch in effect. A marker that is missing or can't be removed is
-// passed over. A restore that waited for the lock in vain goes on all the same:
-// putting the user's settings back comes first.
-Outcome restore(SoundSystem& system, const Files& files) {
-  const FolderLock lock(files);
-  const auto snapshot = Files::load(files.snapshot());
-  Outcome outcome =
-      snapshot ? applyAll(system, *snapshot) : Outcome{{}, {"no snapshot to put back"}};
-  std::error_code ignored;
-  std::filesystem::remove(files.mark(), ignored);
-  return outcome;
+Restored nothingToDo(const char* why) {
+  return Restored{.outcome = {{}, {why}}};
+}
+
+// Puts the state's items back, then ends the switch in the folder: removes
+// "switched" when nothing is owed, else leaves only the owed items in it.
+Restored putStateBack(SoundSystem& system, const Files& folder, const SwitchState& state,
+                      bool mayWrite) {
+  PutBack back = putBack(system, state.items);
+  Restored restored{std::move(back.outcome), std::move(back.left), back.owed.empty()};
+  if (!mayWrite) {
+    restored.complete = false;
+    restored.outcome.skipped.push_back("another orvel-sound is using the folder");
+    return restored;
+  }
+  const SwitchState owed{state.id, state.time, std::move(back.owed)};
+  const bool ended = owed.items.empty() ? folder.remove(folder.mark())
+                                        : writeSwitchFile(folder, owed);
+  if (!ended) {
+    restored.complete = false;
+    restored.outcome.skipped.push_back("couldn't end the switch in the folder");
+  }
+  return restored;
+}
+
+// A "switched" left by an earlier version of the tool holds only a time, and
+// the user's settings are in snapshot.json: put those back as that version did.
+Restored restoreEarlierForm(SoundSystem& system, const Files& folder) {
+  const auto snapshot = Files::load(folder.snapshot());
+  Restored restored = snapshot ? Restored{.outcome = applyAll(system, *snapshot)}
+                               : nothingToDo("no switch to put back");
+  if (!folder.remove(folder.mark())) {
+    restored.complete = false;
+    restored.outcome.skipped.push_back("couldn't end the switch in the folder");
+  }
+  return restored;
+}
+
+}  // namespace
+
+Restored restoreFolder(SoundSystem& system, const Files& folder) {
+  const FolderLock lock(folder);
+  const bool mayWrite = lock.state() != LockState::busy;
+  const SwitchFile file = readSwitchFile(folder);
+  if (file.state) return putStateBack(system, folder, *file.state, mayWrite);
+  if (!mayWrite) {
+    Restored busy = nothingToDo("another orvel-sound is using the folder");
+    busy.complete = false;
+    return busy;
+  }
+  if (file.present) return restoreEarlierForm(system, folder);
+  return nothingToDo("no switch to put back");
+}
+
+Restored restoreOwnSwitch(SoundSystem& system, const Files& folder, const SwitchState& mine) {
+  if (!folder.present()) {
+    PutBack back = putBack(system, mine.items);
+    return Restored{std::move(back.outcome), std::move(back.left), back.owed.empty()};
+  }
+  const FolderLock lock(folder);
+  const bool mayWrite = lock.state() != LockState::busy;
+  const SwitchFile file = readSwitchFile(folder);
+  if (file.state && file.state->id != mine.id) return nothingToDo("another switch is in effect");
+  if (!file.present) return nothingToDo("no switch to put back");
+  return putStateBack(system, folder, file.state ? *file.state : mine, mayWrite);
 }
 
 }  // namespace orvel

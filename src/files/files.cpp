@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "files/file_descriptor.h"
+#include "files/regular_file.h"
 #include "settings/settings_json.h"
 
 namespace orvel {
@@ -27,21 +28,20 @@ bool writeAll(int fd, std::string_view data) {
   return true;
 }
 
-// Opens the temporary file for writing without ever following a symbolic link
-// that somebody put at its path: such a link is removed and a new file made.
-FileDescriptor openTemporary(const fs::path& path) {
-  constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
-  FileDescriptor fd(::open(path.c_str(), flags, 0666));
-  if (!fd && errno == ELOOP && ::unlink(path.c_str()) == 0) {
-    fd = FileDescriptor(::open(path.c_str(), flags | O_EXCL, 0666));
-  }
-  return fd;
+// Whether nothing is at the path now: a file, link, FIFO or empty folder there
+// is removed; a folder with something in it stays.
+bool clear(const fs::path& path) {
+  if (::unlink(path.c_str()) == 0 || errno == ENOENT) return true;
+  if (::rmdir(path.c_str()) == 0) return true;
+  struct stat entry {};  // a read-only file system refuses even to remove nothing
+  return ::lstat(path.c_str(), &entry) != 0 && errno == ENOENT;
 }
 
-// The data in the temporary file at its path; a part written before a failure
+// The data in a new file at the temporary's path, which nothing holds: a file
+// that appeared there since is never opened. A part written before a failure
 // is removed again.
 bool writeNamed(std::string_view data, const fs::path& temporary) {
-  FileDescriptor fd = openTemporary(temporary);
+  FileDescriptor fd = openRegular(temporary, O_WRONLY | O_CREAT | O_EXCL, 0666);
   if (!fd) return false;
   if (!writeAll(fd.get(), data) || ::fsync(fd.get()) != 0 || !fd.close()) {
     ::unlink(temporary.c_str());
@@ -57,34 +57,41 @@ fs::path openable(const fs::path& dir) {
 
 // Where the system has unnamed files (Linux), the data is written to one and
 // the file gets the temporary's name only once it is whole and on disk: a crash
-// then leaves no part of a file in the folder, not even a temporary one.
-// Nothing where no unnamed file can be made; the caller then writes the named way.
+// then leaves no part of a file in the folder, not even a temporary one. The
+// name is given through /proc. Nothing where no unnamed file can be made or
+// named (no /proc mounted); the caller then writes the named way.
 std::optional<bool> writeUnnamed(std::string_view data, const fs::path& dir,
                                  const fs::path& temporary) {
 #ifdef O_TMPFILE
   FileDescriptor fd(::open(openable(dir).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666));
   if (!fd) return std::nullopt;
   if (!writeAll(fd.get(), data) || ::fsync(fd.get()) != 0) return false;
-  // linkat never replaces an entry: whatever is at the temporary's path (an old
-  // temporary, a planted link) is removed first and never followed.
   const std::string self = "/proc/self/fd/" + std::to_string(fd.get());
-  ::unlink(temporary.c_str());
-  return ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) == 0 &&
-         fd.close();
+  if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+    return std::nullopt;
+  }
+  return fd.close();
 #else
   (void)data, (void)dir, (void)temporary;
   return std::nullopt;
 #endif
 }
 
-// After a rename the folder entry itself must reach the disk too.
+// After a rename or a removal the folder entry itself must reach the disk too.
 void syncFolder(const fs::path& dir) {
   FileDescriptor fd(::open(openable(dir).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd) ::fsync(fd.get());
 }
 
-std::optional<std::string> readWhole(const fs::path& path) {
-  FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+}  // namespace
+
+bool Files::save(const Settings& settings, const fs::path& file) const {
+  const auto text = writeSettings(settings);
+  return text && write(*text, file);
+}
+
+std::optional<std::string> Files::read(const fs::path& file) {
+  const FileDescriptor fd = openRegular(file, O_RDONLY);
   if (!fd) return std::nullopt;
   std::string content;
   char buffer[65536];
@@ -97,15 +104,8 @@ std::optional<std::string> readWhole(const fs::path& path) {
   }
 }
 
-}  // namespace
-
-bool Files::save(const Settings& settings, const fs::path& file) const {
-  const auto text = writeSettings(settings);
-  return text && write(*text, file);
-}
-
 std::optional<Settings> Files::load(const fs::path& file) {
-  const auto content = readWhole(file);
+  const auto content = read(file);
   if (!content) return std::nullopt;
   return readSettings(*content);
 }
@@ -115,11 +115,25 @@ bool Files::switched() const {
   return fs::exists(fs::symlink_status(mark(), unknown));
 }
 
+bool Files::present() const {
+  struct stat status {};
+  return ::stat(openable(dir).c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 bool Files::write(std::string_view data, const fs::path& file) const {
   const fs::path temporary = dir / fs::path(".").concat(file.filename().native()).concat(".tmp");
+  // Whatever is at the temporary's path (an old temporary, a planted link or
+  // FIFO) goes first, never opened or followed: neither way below replaces an entry.
+  if (!clear(temporary)) return false;
   const auto unnamed = writeUnnamed(data, dir, temporary);
   if (!(unnamed ? *unnamed : writeNamed(data, temporary))) return false;
   if (std::rename(temporary.c_str(), file.c_str()) != 0) return false;
+  syncFolder(dir);
+  return true;
+}
+
+bool Files::remove(const fs::path& file) const {
+  if (!clear(file)) return false;
   syncFolder(dir);
   return true;
 }

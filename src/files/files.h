@@ -1,9 +1,13 @@
 // The working folder that --save, --switch and --restore are given, and its
 // three files (and the lock's, folder_lock.h). Every file is replaced whole:
 // written to ".NAME.tmp" in the same folder (on Linux an unnamed file that takes
-// that name only once it is whole), flushed to disk, renamed over the target,
-// and the folder flushed, so a reader (or a crash) sees the old file or the new
-// one, never a part.
+// that name only once it is whole, where /proc lets it be named), flushed to
+// disk, renamed over the target, and the folder flushed, so a reader (or a
+// crash) sees the old file or the new one, never a part.
+//
+// Only regular files are read or written, and none through a link (see
+// regular_file.h): nothing planted in the folder (a FIFO, a device, a link) can
+// make a command wait or write elsewhere.
 //
 // Files is a plain value; its operations keep no state and report failure only
 // through their results.
@@ -33,13 +37,23 @@ struct Files {
   // Whether a switch is in effect: its marker is there (the switch runs, or it
   // was killed before its restore).
   bool switched() const;
+  // Whether the folder itself still exists as a folder (a host may delete it
+  // while a switch runs). Never makes it.
+  bool present() const;
 
   // Writes the settings' JSON form; false when they can't be written or stored.
   bool save(const Settings& settings, const std::filesystem::path& file) const;
   // Nothing when the file is missing, unreadable, empty or not Settings.
   static std::optional<Settings> load(const std::filesystem::path& file);
-  // True when the file now holds exactly these bytes.
+  // The file's bytes; nothing when it is missing, unreadable or not a regular file.
+  static std::optional<std::string> read(const std::filesystem::path& file);
+  // True when the file now holds exactly these bytes. Whatever is at the
+  // temporary's path gives way, but for a folder with something in it.
   bool write(std::string_view data, const std::filesystem::path& file) const;
+  // True when nothing is at the file's path afterwards (removed now, or there
+  // was nothing); false when it is still there (a read-only file system, a
+  // folder with something in it).
+  bool remove(const std::filesystem::path& file) const;
 };
 
 }  // namespace orvel

@@ -8,32 +8,63 @@
 // take the machine's state for the user's, and no two processes write the
 // folder's files at once.
 //
-// A folder where the lock file can't be made (it can't be written) is used
-// without the lock: every write there fails anyway, and nothing can be lost.
+// ".lock" is opened read-only (flock needs no more), so one made by another
+// user still serves. Where the folder's file system has no locks (some network
+// home folders), a file in the user's own runtime folder named after the
+// folder's device and inode is locked instead. A planted ".lock" that is no
+// regular file can't switch the lock off: the lock is then refused.
+//
+// A FolderLock is used by the thread that made it.
 #pragma once
 
 #include <chrono>
+#include <filesystem>
+#include <functional>
+#include <optional>
 
 #include "files/file_descriptor.h"
 #include "files/files.h"
 
 namespace orvel {
 
+enum class LockState {
+  held,      // this FolderLock holds the folder
+  unlocked,  // no lock file exists and none can be made: an unwritable folder,
+             // where every write fails anyway and nothing can be lost; go on without
+  busy,      // another process held it all the while
+  refused,   // ".lock" is there but unusable: no regular file (a folder, a link,
+             // a FIFO), or one this user may not even read
+  stopped,   // the caller's stop gave true while waiting
+};
+
 class FolderLock {
  public:
   // How long a command waits for the folder: beyond the longest a switch
-  // holds it, which the sound system's own deadlines bound.
-  static constexpr std::chrono::seconds patience{20};
+  // holds it, which the sound system's own deadlines bound. 20 s; a test hook,
+  // ORVEL_SOUND_LOCK_PATIENCE_MS (whole milliseconds, up to an hour), sets
+  // another when it is valid.
+  static std::chrono::steady_clock::duration patience();
 
-  // Takes the folder's lock, waiting up to `wait` while another process holds it.
-  explicit FolderLock(const Files& folder, std::chrono::steady_clock::duration wait = patience);
+  // Takes the folder's lock, polling every 5 ms up to `wait` while another
+  // process holds it. Before each pause it asks `stop` (when given), and gives
+  // up as soon as that is true: a switch waiting for the folder ends at once on
+  // a signal or its parent's end.
+  explicit FolderLock(const Files& folder, std::chrono::steady_clock::duration wait = patience(),
+                      std::function<bool()> stop = {});
 
-  // Another process held the folder all the while: nothing is held.
-  bool busy() const { return busy_; }
+  LockState state() const { return state_; }
+  bool held() const { return state_ == LockState::held; }
+  bool busy() const { return state_ == LockState::busy; }
 
  private:
+  // Locks the file at `path`, made when missing, into file_ until `end`;
+  // nothing where its file system has no locks.
+  std::optional<LockState> lockAt(const std::filesystem::path& path,
+                                  std::chrono::steady_clock::time_point end,
+                                  const std::function<bool()>& stop);
+
   FileDescriptor file_;
-  bool busy_ = false;
+  LockState state_ = LockState::unlocked;
 };
 
 }  // namespace orvel

@@ -36,9 +36,11 @@ class SoundSystem {
   // Output volumes: {"0": main} when the main control reads, else the readable
   // channels "1".."N" (N = channel count raised to 1, cut to 16).
   virtual VolumeMap volume(const std::string& uid) = 0;
-  // One output control's value by its key, also a channel's where the main
-  // control reads; nothing when the device or that control can't be read.
-  virtual std::optional<double> volumeAt(const std::string& uid, const std::string& key) = 0;
+  // Every output volume control that can be read, the channels also where the
+  // main control reads: "0" and "1".."N" (N as for volume). Where the system
+  // has no main control of its own, "0" is the loudest channel, and setting it
+  // sets every channel. Empty when the device or no control can be read.
+  virtual VolumeMap controls(const std::string& uid) = 0;
   // Key: an element number as parseVolumeKey reads it. The value is taken into
   // 0..1 first (volume_level.h): no volume is ever set beyond.
   virtual bool setVolume(const std::string& uid, const std::string& key, double value) = 0;

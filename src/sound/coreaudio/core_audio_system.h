@@ -32,7 +32,7 @@ class CoreAudioSystem final : public SoundSystem {
   std::optional<std::string> layout(const std::string& uid) override;
   bool setLayout(const std::string& uid, const std::string& layoutText) override;
   VolumeMap volume(const std::string& uid) override;
-  std::optional<double> volumeAt(const std::string& uid, const std::string& key) override;
+  VolumeMap controls(const std::string& uid) override;
   bool setVolume(const std::string& uid, const std::string& key, double value) override;
   std::vector<DeviceRecord> devices() override;
   // The hardware layer answers while it can tell the size of its device list.

@@ -81,8 +81,11 @@ bool CoreAudioSystem::setLayout(const std::string& uid, const std::string& layou
                                     bytes->data()) == 0;
 }
 
-VolumeMap CoreAudioSystem::volume(const std::string& uid) {
-  const auto id = device(uid);
+namespace {
+
+// The readable controls from the main one up, stopping after the main one when
+// it reads and `mainAlone`.
+VolumeMap readControls(const std::optional<AudioObjectID>& id, bool mainAlone) {
   if (!id) return {};
   const std::int64_t bound = std::clamp<std::int64_t>(
       channels(*id, kAudioDevicePropertyScopeOutput), 1, maxVolumeChannels);
@@ -91,18 +94,19 @@ VolumeMap CoreAudioSystem::volume(const std::string& uid) {
     if (const auto scalar = get<Float32>(*id, volumeAddress(element), 0)) {
       volumes[std::to_string(element)] = *scalar;
     }
-    if (element == kAudioObjectPropertyElementMain && !volumes.empty()) break;  // main wins
+    if (mainAlone && element == kAudioObjectPropertyElementMain && !volumes.empty()) break;
   }
   return volumes;
 }
 
-std::optional<double> CoreAudioSystem::volumeAt(const std::string& uid, const std::string& key) {
-  const auto element = parseVolumeKey(key);
-  const auto id = element ? device(uid) : std::nullopt;
-  if (!id) return std::nullopt;
-  const auto scalar = get<Float32>(*id, volumeAddress(*element), 0);
-  if (!scalar) return std::nullopt;
-  return *scalar;
+}  // namespace
+
+VolumeMap CoreAudioSystem::volume(const std::string& uid) {
+  return readControls(device(uid), true);  // the main control wins
+}
+
+VolumeMap CoreAudioSystem::controls(const std::string& uid) {
+  return readControls(device(uid), false);
 }
 
 bool CoreAudioSystem::setVolume(const std::string& uid, const std::string& key, double value) {

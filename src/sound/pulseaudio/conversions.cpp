@@ -64,11 +64,13 @@ std::uint32_t serverVolume(double value) {
   return static_cast<std::uint32_t>(std::round(single * PA_VOLUME_NORM));
 }
 
-std::optional<double> elementVolume(const std::vector<std::uint32_t>& channels,
-                                    std::uint32_t element) {
-  if (channels.empty() || element > channels.size()) return std::nullopt;
-  if (element == 0) return fraction(*std::max_element(channels.begin(), channels.end()));
-  return fraction(channels[element - 1]);
+VolumeMap controlMap(const std::vector<std::uint32_t>& channels) {
+  if (channels.empty()) return {};
+  VolumeMap map{{"0", fraction(*std::max_element(channels.begin(), channels.end()))}};
+  for (std::size_t k = 0; k < std::min(channels.size(), mostChannelKeys); ++k) {
+    map[std::to_string(k + 1)] = fraction(channels[k]);
+  }
+  return map;
 }
 
 std::optional<std::vector<std::uint32_t>> withElement(std::vector<std::uint32_t> channels,

@@ -25,11 +25,9 @@ VolumeMap volumeMap(const std::vector<std::uint32_t>& channels);
 // 0..1 first (volume_level.h): never more than the server's normal volume.
 std::uint32_t serverVolume(double fraction);
 
-// One element's volume as the interface sees it: 0 is the loudest channel (a
-// sink has no main control; setting 0 moves every channel), k channel k alone;
-// nothing when there is no such channel.
-std::optional<double> elementVolume(const std::vector<std::uint32_t>& channels,
-                                    std::uint32_t element);
+// Every control: "0" the loudest channel (a sink has no main control of its
+// own; setting 0 moves every channel), and each channel "1".."N", N at most 16.
+VolumeMap controlMap(const std::vector<std::uint32_t>& channels);
 
 // The channels after setting element 0 (every channel) or k (channel k alone)
 // to the volume; nothing when there is no such channel.

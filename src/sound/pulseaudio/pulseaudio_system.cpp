@@ -172,12 +172,10 @@ VolumeMap PulseAudioSystem::volume(const std::string& uid) {
   return volumeMap(sink->volumes);
 }
 
-std::optional<double> PulseAudioSystem::volumeAt(const std::string& uid, const std::string& key) {
-  const auto element = parseVolumeKey(key);
-  if (!element) return std::nullopt;
+VolumeMap PulseAudioSystem::controls(const std::string& uid) {
   const auto sink = device(*link_, Direction::output, uid);
-  if (!sink) return std::nullopt;
-  return elementVolume(sink->volumes, *element);
+  if (!sink) return {};
+  return controlMap(sink->volumes);
 }
 
 bool PulseAudioSystem::setVolume(const std::string& uid, const std::string& key, double value) {

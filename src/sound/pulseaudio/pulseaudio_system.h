@@ -47,8 +47,7 @@ class PulseAudioSystem final : public SoundSystem {
   bool setLayout(const std::string& uid, const std::string& layoutText) override;
   // The sink's channel volumes (see volumes.h); a source has none here.
   VolumeMap volume(const std::string& uid) override;
-  // "0" reads the loudest channel (setting it moves every channel); "1".."N" one channel.
-  std::optional<double> volumeAt(const std::string& uid, const std::string& key) override;
+  VolumeMap controls(const std::string& uid) override;
   bool setVolume(const std::string& uid, const std::string& key, double value) override;
   std::vector<DeviceRecord> devices() override;
   // A connection can be had within the deadline (no round trip while one is open).

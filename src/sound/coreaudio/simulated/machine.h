@@ -82,6 +82,9 @@ struct Machine {
   bool notificationThread = false;
   std::vector<Device> devices;  // in the order the device list gives them
   Faults faults;
+  // False for a machine file that couldn't be read: its hardware layer doesn't
+  // answer (the device list can't be read), and it is never written back.
+  bool readable = true;
   std::vector<Call> calls;  // every property call made on this machine, in order
   // Changes still settling (see Device::lag), by object and selector. In process only.
   std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Stale> stale;

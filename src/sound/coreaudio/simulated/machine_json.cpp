@@ -203,10 +203,18 @@ json deviceJson(const Device& device) {
 
 Machine machineFromText(std::string_view text) {
   try {
-    return machineOf(json::parse(text, nullptr, false));
+    const json top = json::parse(text, nullptr, false);
+    if (top.is_object()) return machineOf(top);
   } catch (const json::exception&) {
-    return Machine{};
   }
+  return unreadableMachine();
+}
+
+Machine unreadableMachine() {
+  Machine machine;
+  machine.readable = false;
+  machine.faults["devices"] = Fault::unreadable;
+  return machine;
 }
 
 std::string machineText(const Machine& machine) {

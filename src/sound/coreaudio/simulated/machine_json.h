@@ -28,7 +28,7 @@
 //   or "refused"; the names are those of sim::Faults (machine.h).
 //
 // Reading never fails: text that isn't JSON, or whose top level isn't an
-// object, is a machine with no devices and no defaults; a member of the wrong
+// object, is an unreadable machine (unreadableMachine); a member of the wrong
 // type counts as absent; a device without a unique id of 2 or more is left out.
 #pragma once
 
@@ -40,6 +40,9 @@
 namespace orvel::sim {
 
 Machine machineFromText(std::string_view text);
+
+// No devices, a device list that can't be read, never written back.
+Machine unreadableMachine();
 
 // The machine in the form above; its call log, the device lags and changes
 // still settling are not part of it.

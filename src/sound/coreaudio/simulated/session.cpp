@@ -39,7 +39,8 @@ MachineInUse::MachineInUse() : lock_(callLock) {
 }
 
 bool MachineInUse::keep() {
-  return machine_ != &fromFile_ || saveMachine(fromFile_, machinePath());
+  if (machine_ != &fromFile_) return true;
+  return fromFile_.readable && saveMachine(fromFile_, machinePath());
 }
 
 }  // namespace orvel::sim
