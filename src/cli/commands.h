@@ -36,6 +36,7 @@ sigset_t takeTriggers();
 // The errors of a switch or a save that couldn't have the folder to itself.
 inline constexpr std::string_view folderBusy =
     "another orvel-sound is using the folder, so nothing was changed";
+inline constexpr std::string_view notAnswering = "the sound system isn't answering";
 inline constexpr std::string_view folderUnlockable =
     "couldn't lock the folder, so nothing was changed";
 

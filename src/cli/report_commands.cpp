@@ -6,13 +6,19 @@
 
 namespace orvel {
 
+// A sound system that doesn't answer is said as such, never as a machine
+// without devices.
 int readCommand(SoundSystem& system) {
-  say({{"type", "settings"}, {"settings", encoded(current(system))}});
+  const Settings settings = current(system);
+  if (!system.answering()) return fail(notAnswering);
+  say({{"type", "settings"}, {"settings", encoded(settings)}});
   return 0;
 }
 
 int devicesCommand(SoundSystem& system) {
-  for (const DeviceRecord& device : system.devices()) {
+  const std::vector<DeviceRecord> devices = system.devices();
+  if (devices.empty() && !system.answering()) return fail(notAnswering);
+  for (const DeviceRecord& device : devices) {
     say({{"uid", device.uid},
          {"name", device.name},
          {"outputs", device.outputs},

@@ -25,12 +25,11 @@ int saveCommand(const std::vector<std::string>& args, SoundSystem& system) {
   const auto line = LineReader(STDIN_FILENO, settingsLineKeep).next();
   const SaveCheck check = checkSaveLine(
       system, line && !line->cut ? std::optional<std::string_view>(line->text) : std::nullopt);
-  if (!check.settings) return fail(check.problem);
+  // A device the server can't tell of is no refusal of the line.
+  if (!check.settings) return fail(system.answering() ? check.problem : notAnswering);
   const FolderLock lock(*folder);  // no switch reads the file while it changes
   if (lock.state() == LockState::busy) return fail(folderBusy);
-  if (lock.state() == LockState::refused) {
-    return fail("couldn't lock the folder, so nothing was changed");
-  }
+  if (lock.state() == LockState::refused) return fail(folderUnlockable);
   if (!folder->save(*check.settings, folder->orvel()))
     return fail("couldn't keep Orvel's settings");
   say({{"type", "saved"}});

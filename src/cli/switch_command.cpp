@@ -80,7 +80,7 @@ std::variant<Switched, Failed> makeSwitch(SoundSystem& system, const Files& fold
   }
   const auto orvel = Files::load(folder.orvel());
   if (!orvel) return fail("Orvel's sound isn't set up yet");
-  if (!system.answering()) return fail("the sound system isn't answering");
+  if (!system.answering()) return fail(notAnswering);
   const SwitchFile earlier = readSwitchFile(folder);
   // A switch in effect whose state doesn't read: its user values are unknown,
   // and taking the machine's for them would lose them. --restore ends it.
@@ -89,7 +89,7 @@ std::variant<Switched, Failed> makeSwitch(SoundSystem& system, const Files& fold
   }
   SwitchPlan plan = planSwitch(system, *orvel, earlier.state, newSwitchId(), utcNow());
   // Reading was cut short: what was read is no whole picture of the user's settings.
-  if (!system.answering()) return fail("the sound system isn't answering");
+  if (!system.answering()) return fail(notAnswering);
   if (!folder.save(usersSettings(plan.state.items), folder.snapshot())) {
     return fail("couldn't keep your settings, so nothing was changed");
   }
