@@ -4,7 +4,6 @@
 #include "files/folder_lock.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -62,16 +61,6 @@ TEST_F(FolderLockTest, APlantedLockFileIsRefused) {
   fs::remove(folder.lock());
   fs::create_symlink(folder.orvel(), folder.lock());
   EXPECT_EQ(FolderLock(folder).state(), LockState::refused);
-}
-
-TEST(FolderLock, PatienceIsTwentySecondsUnlessAValidOneIsGiven) {
-  ::setenv("ORVEL_SOUND_LOCK_PATIENCE_MS", "300", 1);
-  EXPECT_EQ(FolderLock::patience(), milliseconds(300));
-  for (const char* invalid : {"", "-1", "3e2", "300 ", "3600001"}) {
-    ::setenv("ORVEL_SOUND_LOCK_PATIENCE_MS", invalid, 1);
-    EXPECT_EQ(FolderLock::patience(), std::chrono::seconds(20)) << invalid;
-  }
-  ::unsetenv("ORVEL_SOUND_LOCK_PATIENCE_MS");
 }
 
 }  // namespace
