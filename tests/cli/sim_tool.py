@@ -13,7 +13,6 @@ import pytest
 BUILD = os.environ.get("ORVEL_BUILD", str(Path(__file__).resolve().parents[2] / "build"))
 EXE = os.path.join(BUILD, "orvel-sound-sim")
 WAIT = 10  # seconds: the most any single run may take
-MARK = re.compile(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ")  # the text of the file "switched"
 HP = "Haut-parleurs intégrés"
 # The user is on the built-in speakers and the microphone; some devices lack
 # properties (no name, no UID, nothing at all). "AP/A" is a layout with a solidus.
@@ -44,7 +43,9 @@ SWITCHED = line({"applied": ["the output Desk Speakers as the default",
                              "the output Desk Speakers at 48000 Hz"],
                  "skipped": [], "snapshot": "taken", "type": "switched"})
 RESTORED = line({"applied": ["Desk Speakers at 44100 Hz", f"the output {HP} as the default"],
-                 "skipped": [], "type": "restored"})
+                 "complete": True, "left": [], "skipped": [], "type": "restored"})
+NO_SWITCH = line({"applied": [], "complete": True, "left": [], "skipped": ["no switch to put back"],
+                  "type": "restored"})
 
 
 def drain(stream, out=b"", lines=None):

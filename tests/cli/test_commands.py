@@ -6,7 +6,8 @@ import time
 
 import pytest
 
-from sim_tool import DESK, EXE, HP, NOT_A_LINE, RESTORED, SAVED, SWITCHED, error, line, switched
+from sim_tool import (DESK, EXE, HP, NO_SWITCH, NOT_A_LINE, RESTORED, SAVED, SWITCHED, error, line,
+                      switched)
 
 USAGE = error("say what to do: --read, --devices, --save DIR, --switch DIR, --restore DIR")
 READ = line({"settings": {"input": {"rate": 16000.0, "uid": "mic-uid"}, "output": {
@@ -27,8 +28,7 @@ DEVICES = b"".join(line(dict(zip(["inputs", "name", "outputs", "rate", "rates", 
     (["--save", "{dir}", "--read", "ignored"], READ, 0),  # stdin not read
     (["--devices", "--read"], READ, 0),
     (["--devices", "--save", "{dir}"], DEVICES, 0),
-    (["--switch", "{dir}", "--restore", "{dir}"],
-     line({"applied": [], "skipped": ["no snapshot to put back"], "type": "restored"}), 0),
+    (["--switch", "{dir}", "--restore", "{dir}"], NO_SWITCH, 0),
     (["--restore", "{dir}", "--save", "{dir}"], error(NOT_A_LINE), 1),
 ])
 def test_dispatch_exact_output(tool, args, out, status):
@@ -105,21 +105,24 @@ def test_each_trigger_restores_once(desk, trigger):
     assert desk.machine() == desk.original and not (desk.dir / "switched").exists()
 
 
-def test_a_switch_in_effect_keeps_the_users_snapshot_and_restore_skips_a_lost_device(desk):
+def test_a_switch_in_effect_is_kept_and_a_lost_device_stays_owed(desk):
     # A rate the desk refuses: the machine can never hold Orvel's settings.
     (desk.dir / "orvel.json").write_text(json.dumps({"output": dict(DESK["output"], rate=96000)}))
     refused = {"applied": [], "skipped": ["the output Desk Speakers at 96000 Hz"],
                "snapshot": "kept", "type": "switched"}
     first = desk.switch()
     assert json.loads(first.read(1)[0])["snapshot"] == "taken"
-    snapshot = (desk.dir / "snapshot.json").read_bytes()
     second = desk.switch()  # while the first runs, then after both were SIGKILLed
     assert json.loads(second.read(1)[0]) == refused
     first.close(), second.close()
     assert json.loads(desk.switch().read(1)[0]) == refused
-    assert (desk.dir / "snapshot.json").read_bytes() == snapshot
     machine = desk.machine()
     desk.set_machine(dict(machine, devices=[d for d in machine["devices"] if d["id"] != 3]))
+    owed = line({"applied": [], "complete": False, "left": [],
+                 "skipped": [f"the output {HP}: not connected"], "type": "restored"})
+    assert desk.run("--restore", desk.dir) == (owed, 0)
+    desk.set_machine(machine)  # the device is back: what was owed comes back
     assert desk.run("--restore", desk.dir) == (line({
-        "applied": [], "skipped": [f"the output {HP}: not connected"], "type": "restored"}), 0)
-    assert not (desk.dir / "switched").exists()
+        "applied": [f"the output {HP} as the default"], "complete": True, "left": [],
+        "skipped": [], "type": "restored"}), 0)
+    assert desk.machine() == desk.original and desk.run("--restore", desk.dir) == (NO_SWITCH, 0)

@@ -28,7 +28,7 @@ def refused(tool, command, message, leftover=None):
 
 @pytest.mark.parametrize("command, blocked, message", [
     ("--switch", "snapshot.json", YOURS), ("--switch", ".snapshot.json.tmp", YOURS),
-    ("--switch", "switched", MARK), ("--switch", ".switched.tmp", MARK),
+    ("--switch", "switched", YOURS), ("--switch", ".switched.tmp", MARK),
     ("--save", "orvel.json", ORVELS), ("--save", ".orvel.json.tmp", ORVELS),
 ])
 def test_unwritable_file_changes_nothing(desk, command, blocked, message):
@@ -40,7 +40,7 @@ def test_unwritable_file_changes_nothing(desk, command, blocked, message):
 
 
 @pytest.mark.parametrize("command, killed, message", [  # a killed switch leaves Orvel's on
-    ("--switch", False, YOURS), ("--switch", True, MARK), ("--save", False, ORVELS)])
+    ("--switch", False, YOURS), ("--switch", True, YOURS), ("--save", False, ORVELS)])
 def test_full_disk_changes_nothing(tool, command, killed, message):
     # The working folder on a tmpfs of 256 KiB, filled up.
     if os.geteuid() != 0:

@@ -6,8 +6,11 @@ import select
 
 import pytest
 
-from sim_tool import DESK, NOT_A_LINE, RESTORED, SAVED, SWITCHED, WAIT, error, line, switched
+from sim_tool import (DESK, NO_SWITCH, NOT_A_LINE, RESTORED, SAVED, SWITCHED, WAIT, error, line,
+                      switched)
 from test_faults import YOURS
+
+NOT_ANSWERING = "the sound system isn't answering"
 
 MB = 1 << 20
 DEEP = b"[" * 100000 + b"]" * 100000
@@ -39,30 +42,29 @@ def test_hostile_lines_are_taken_whole_or_change_nothing(desk, case):
     assert out == (error(NOT_A_LINE), 1) and desk.entries() == before
     if case == "10 MB in a string":
         return  # a file may hold more than a line
-    for name, command, out, status in [
-            ("orvel.json", "--switch", error("Orvel's sound isn't set up yet"), 1),
-            ("snapshot.json", "--restore", line({"applied": [], "skipped": [
-                "no snapshot to put back"], "type": "restored"}), 0)]:
+    for name, command, out, status in [  # a switch's state that doesn't read: no user values
+            ("snapshot.json", "--restore", NO_SWITCH, 0),
+            ("switched", "--switch", error(YOURS), 1),
+            ("orvel.json", "--switch", error("Orvel's sound isn't set up yet"), 1)]:
         (desk.dir / name).write_bytes(text)
         before, machine = desk.entries(), desk.machine_path.read_bytes()
         assert desk.run(command, desk.dir, stdin=b"restore\n") == (out, status)
         assert desk.entries() == before and desk.machine_path.read_bytes() == machine
 
 
-def test_unreadable_machine_reads_as_none_and_loses_no_snapshot(desk):
-    switched(desk).close()  # SIGKILL: the snapshot and the marker stay
-    before, machine = desk.entries(), desk.machine_path.read_text()
-    desk.machine_path.write_text(json.dumps(desk.machine()).replace('"1": 0.25', '"1": 1e400', 1))
-    assert desk.run("--read") == (line({"settings": {}, "type": "settings"}), 0)
-    assert desk.run("--devices") == (b"", 0)
-    out, status = desk.run("--switch", desk.dir, stdin=b"restore\n")  # the switch in effect
-    assert status == 0 and json.loads(out.splitlines()[0])["snapshot"] == "kept"
-    assert desk.entries()["snapshot.json"] == before["snapshot.json"]
-    before = desk.entries()  # restored: no switch in effect, and nothing to read to keep
-    assert desk.run("--switch", desk.dir, stdin=b"restore\n") == (error(YOURS), 1)
-    assert desk.entries() == before
-    desk.machine_path.write_text(machine)
-    assert desk.run("--restore", desk.dir)[1] == 0 and desk.machine() == desk.original
+def test_an_unreadable_machine_is_a_sound_system_that_doesnt_answer(desk):
+    switched(desk).close()  # SIGKILL: the switch stays in effect
+    machine = desk.machine_path.read_text()
+    desk.machine_path.write_text(machine.replace('"1": 0.25', '"1": 1e400', 1))
+    broken = desk.machine_path.read_bytes()
+    for args in (["--read"], ["--devices"], ["--switch", desk.dir]):
+        assert desk.run(*args, stdin=b"restore\n") == (error(NOT_ANSWERING), 1)
+    assert desk.run("--restore", desk.dir) == (line({
+        "applied": [], "complete": False, "left": [], "skipped": [NOT_ANSWERING],
+        "type": "restored"}), 0)
+    assert (desk.dir / "switched").exists() and desk.machine_path.read_bytes() == broken
+    desk.machine_path.write_text(machine)  # it answers again: what was owed comes back
+    assert desk.run("--restore", desk.dir) == (RESTORED, 0) and desk.machine() == desk.original
 
 
 def feed(run, data):
@@ -95,6 +97,9 @@ def test_planted_links_are_replaced_never_followed(desk, planted, target):
         outside.write_bytes(target)
     (desk.dir / planted).unlink(missing_ok=True)
     (desk.dir / planted).symlink_to(outside)
+    if planted == "switched":  # no state a switch can read: it won't guess the user's values
+        assert desk.run("--switch", desk.dir, stdin=b"restore\n") == (error(YOURS), 1)
+        assert desk.run("--restore", desk.dir) == (NO_SWITCH, 0)
     if "orvel" in planted:
         assert desk.save(dict(DESK, input={"uid": "mic-uid"})) == (SAVED, 0)
         assert json.loads((desk.dir / "orvel.json").read_bytes())["input"] == {"uid": "mic-uid"}
