@@ -72,6 +72,9 @@ void pollParent(pid_t parent, const std::function<void()>& gone) {
 }
 
 void watchParent(pid_t parent, const std::function<void()>& gone) {
+  // The host may have ended before the watch began (during a long switch): we
+  // were handed to another parent already.
+  if (getppid() != parent) return gone();
   if (awaitParentsEnd(parent) && getppid() != parent) return gone();
   pollParent(parent, gone);
 }

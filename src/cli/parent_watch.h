@@ -8,8 +8,9 @@
 
 namespace orvel {
 
-// Blocks until the parent, given by its id, is no longer the parent of this
-// process, then calls gone; returns only if gone does. Where the system can
+// Blocks until the parent, given by its id (read first thing in main), is no
+// longer the parent of this process, then calls gone, at once when it is no
+// longer so already; returns only if gone does. Where the system can
 // tell a process's end (a process descriptor on Linux 5.3 and later, a kernel
 // queue on macOS) it waits without waking and sees the end at once; elsewhere
 // it falls back to pollParent.
