@@ -68,6 +68,7 @@ Result putVolumesBack(Work& work, const VolumeMap& users) {
   return result;
 }
 
+// Asks for the user's value of a default, a rate or a layout; whether it was taken.
 bool set(Work& work) {
   const Item& item = work.item;
   switch (item.kind) {
@@ -78,7 +79,7 @@ bool set(Work& work) {
     case ItemKind::layout:
       return work.system.setLayout(item.uid, std::get<std::string>(*item.user));
     case ItemKind::volume:
-      return true;  // key by key, in putVolumesBack
+      break;  // key by key, in putVolumesBack
   }
   return false;
 }
@@ -116,8 +117,17 @@ Result putBackOne(Work& work) {
     case Holder::theSwitch:
       break;
   }
-  if (item.kind == ItemKind::volume) return putVolumesBack(work, std::get<VolumeMap>(*item.user));
-  return work.record(set(work), entryOf(item, work.label));
+  if (item.kind == ItemKind::volume) {
+    if (putVolumesBack(work, std::get<VolumeMap>(*item.user)) == Result::owed) return Result::owed;
+  } else if (!set(work)) {
+    return work.owe(entryOf(item, work.label));
+  }
+  // Taken is not yet done: the user's value is back only once the machine shows it.
+  if (holderOf(item, presentValue(work.system, item)) != Holder::user) {
+    return work.owe(entryOf(item, work.label));
+  }
+  if (item.kind != ItemKind::volume) work.result.outcome.done.push_back(entryOf(item, work.label));
+  return Result::done;
 }
 
 }  // namespace

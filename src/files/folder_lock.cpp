@@ -1,5 +1,7 @@
 #include "files/folder_lock.h"
 
+#include "sound/settle_budget.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -65,7 +67,10 @@ std::chrono::steady_clock::duration FolderLock::patience() {
       std::from_chars(digits.data(), digits.data() + digits.size(), milliseconds);
   if (digits.empty() || error != std::errc() || end != digits.data() + digits.size() ||
       milliseconds > most) {
-    return std::chrono::seconds(20);
+    // Beyond the longest a switch holds the folder: the changes' settle budget,
+    // and a margin for the sound server's own deadlines (2 s a call, a few of
+    // which a switch may spend before a server that stopped answering is let be).
+    return settleBudget + std::chrono::seconds(15);
   }
   return std::chrono::milliseconds(milliseconds);
 }

@@ -40,7 +40,8 @@ enum class LockState {
 class FolderLock {
  public:
   // How long a command waits for the folder: beyond the longest a switch
-  // holds it, which the sound system's own deadlines bound. 20 s; a test hook,
+  // holds it, which the settle budget and the sound system's own deadlines
+  // bound. 20 s; a test hook,
   // ORVEL_SOUND_LOCK_PATIENCE_MS (whole milliseconds, up to an hour), sets
   // another when it is valid.
   static std::chrono::steady_clock::duration patience();

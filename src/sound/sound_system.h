@@ -24,6 +24,7 @@ class SoundSystem {
   // or it can't be read.
   virtual std::optional<std::string> defaultUID(Direction direction) = 0;
   // Makes the device the default; does not check its channels (see exists).
+  // True once taken (setRate too); it may show only later (newSettleBudget).
   virtual bool setDefault(Direction direction, const std::string& uid) = 0;
   // Whether the UID names a present device with at least one channel that way.
   virtual bool exists(const std::string& uid, Direction direction) = 0;
@@ -50,6 +51,11 @@ class SoundSystem {
   // refuses us or doesn't answer in time: what tells "the sound system isn't
   // answering" apart from a device that isn't connected or a refused change.
   virtual bool answering() = 0;
+  // A new budget of time for the changes that follow to show, shared by all of
+  // their waits: one for a switch, one for each restore. A Mac applies a change
+  // after it took it; a change taken that doesn't show within the budget counts
+  // as made, and a read then still gives the old value.
+  virtual void newSettleBudget() = 0;
 
  protected:
   SoundSystem() = default;

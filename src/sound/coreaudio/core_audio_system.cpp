@@ -37,7 +37,12 @@ bool CoreAudioSystem::setDefault(Direction direction, const std::string& uid) {
   if (!id) return false;
   const AudioObjectPropertyAddress where = address(defaultSelector(direction));
   if (!set<AudioObjectID>(systemObject, where, *id)) return false;
-  return settles([&] { return get<AudioObjectID>(systemObject, where, 0) == *id; });
+  budget_.settles([&] { return get<AudioObjectID>(systemObject, where, 0) == *id; });
+  return true;  // taken: a change not shown yet lands later
+}
+
+void CoreAudioSystem::newSettleBudget() {
+  budget_.renew();
 }
 
 bool CoreAudioSystem::exists(const std::string& uid, Direction direction) {

@@ -6,12 +6,14 @@
 // released before it returns, on every path. No lock of its own; callers on
 // several threads serialise their calls.
 //
-// A change of rate or of default is true only once the device reports it
-// (settle.h): a read right after it then gives what was set.
+// A change of rate or of default waits until the device shows it, within the
+// command's settle budget (settle.h), and is true once the hardware layer took
+// it, shown or not: a change taken lands later all the same.
 #pragma once
 
 #include <CoreAudio/CoreAudio.h>
 
+#include "sound/coreaudio/settle.h"
 #include "sound/sound_system.h"
 
 namespace orvel {
@@ -37,6 +39,7 @@ class CoreAudioSystem final : public SoundSystem {
   std::vector<DeviceRecord> devices() override;
   // The hardware layer answers while it can tell the size of its device list.
   bool answering() override;
+  void newSettleBudget() override;
 
   // The nominal rates the device offers, from its ranges in their order: a
   // range's one value when its ends are equal, else its minimum and maximum.
@@ -45,6 +48,8 @@ class CoreAudioSystem final : public SoundSystem {
 
  private:
   DeviceRecord record(AudioObjectID device, std::string uid);
+
+  coreaudio::SettleBudget budget_;
 };
 
 }  // namespace orvel

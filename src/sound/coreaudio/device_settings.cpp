@@ -45,10 +45,11 @@ bool CoreAudioSystem::setRate(const std::string& uid, double hz) {
   if (!id) return false;
   const AudioObjectPropertyAddress where = address(kAudioDevicePropertyNominalSampleRate);
   if (!set<Float64>(*id, where, hz)) return false;
-  return settles([&] {
+  budget_.settles([&] {
     const auto now = get<Float64>(*id, where, 0);
     return now && std::fabs(*now - hz) <= rateShown;
   });
+  return true;  // taken: a change not shown yet lands later
 }
 
 std::optional<std::string> CoreAudioSystem::layout(const std::string& uid) {

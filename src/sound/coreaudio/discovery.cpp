@@ -1,4 +1,5 @@
 // Device discovery: the device list and a record of each device.
+#include <algorithm>
 #include <utility>
 
 #include "sound/coreaudio/core_audio_system.h"
@@ -19,6 +20,8 @@ std::vector<DeviceRecord> CoreAudioSystem::devices() {
   if (AudioObjectGetPropertyData(systemObject, &where, 0, nullptr, &size, ids.data()) != 0) {
     return {};
   }
+  // The list may have shrunk since its size was asked: only what was given counts.
+  ids.resize(std::min<std::size_t>(ids.size(), size / sizeof(AudioObjectID)));
   std::vector<DeviceRecord> records;
   for (const AudioObjectID id : ids) {
     auto uid = string(id, kAudioDevicePropertyDeviceUID);
@@ -52,6 +55,7 @@ std::vector<double> CoreAudioSystem::rates(AudioObjectID device) {
   if (ranges.empty()) return {};
   size = static_cast<UInt32>(ranges.size() * sizeof(AudioValueRange));
   if (AudioObjectGetPropertyData(device, &where, 0, nullptr, &size, ranges.data()) != 0) return {};
+  ranges.resize(std::min<std::size_t>(ranges.size(), size / sizeof(AudioValueRange)));
   std::vector<double> offered;
   for (const AudioValueRange& range : ranges) {
     offered.push_back(range.mMinimum);

@@ -4,11 +4,10 @@
 
 namespace orvel::coreaudio {
 
-bool settles(const std::function<bool()>& shows, std::chrono::steady_clock::duration bound) {
-  const auto end = std::chrono::steady_clock::now() + bound;
+bool SettleBudget::settles(const std::function<bool()>& shows) const {
   for (;;) {
     if (shows()) return true;
-    if (std::chrono::steady_clock::now() >= end) return false;
+    if (std::chrono::steady_clock::now() >= end_) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 }
