@@ -128,8 +128,7 @@ OSStatus AudioObjectGetPropertyData(AudioObjectID inObjectID,
   if (sim::isTranslation(*found.property) && uid == nullptr)
     return kAudioHardwareBadPropertySizeError;
   const sim::Value value = sim::valueOf(*machine, *found.property, uid);
-  return sim::deliver(sim::shown(*machine, inObjectID, *found.property, value), ioDataSize,
-                      outData);
+  return sim::deliver(value, ioDataSize, outData);
 }
 
 OSStatus AudioObjectSetPropertyData(AudioObjectID inObjectID,

@@ -3,8 +3,10 @@
 //
 // A machine is either installed in process (use) or, when none is, read afresh
 // from the file that ORVEL_SOUND_SIM_MACHINE names on every CoreAudio call and
-// written back whole after every accepted change (machine_file.h). Calls are
-// serialised by one lock, so one machine may be used from several threads.
+// written back whole after an accepted change that changed it (machine_file.h).
+// Calls are serialised by one lock, and each call on the file holds a lock on
+// it from its load to its save, so several threads and processes may share one
+// machine without losing each other's changes.
 #pragma once
 
 #include <CoreAudio/CoreAudio.h>
@@ -48,10 +50,10 @@ struct Device {
   // A real control holds 0..1 in steps: with steps > 0 a set volume is clamped
   // and taken as the nearest k/steps (64 steps give 0.296875 for 0.3).
   unsigned volumeSteps = 0;
-  // A real Mac takes a change and applies it later: this many reads of the
-  // device's nominal rate after a change, or of a default moved to the device,
-  // still give the old value.
-  unsigned lag = 0;
+  // A real Mac takes a change and applies it later: milliseconds until a change
+  // of the device's "rate", "layout" or "volume", or of a "default" moved to
+  // the device, shows. Until then every process reads the old value.
+  std::map<std::string, unsigned> lag;
 };
 
 enum class Function {
@@ -68,10 +70,18 @@ struct Call {
   AudioObjectPropertyAddress address;
 };
 
-// The value that a read gives while a change settles, and for how many more reads.
-struct Stale {
+// A change taken and not shown yet: the property's new bytes, and when they show.
+struct Pending {
+  AudioObjectID object = 0;  // 1 for a default
+  AudioObjectPropertySelector selector = 0;
+  AudioObjectPropertyElement element = 0;
   std::vector<std::uint8_t> bytes;
-  unsigned reads = 0;
+  std::int64_t due = 0;  // milliseconds since the epoch: the same in every process
+
+  bool sameProperty(const Pending& other) const {
+    return object == other.object && selector == other.selector && element == other.element;
+  }
+  friend bool operator==(const Pending&, const Pending&) = default;
 };
 
 struct Machine {
@@ -86,8 +96,8 @@ struct Machine {
   // answer (the device list can't be read), and it is never written back.
   bool readable = true;
   std::vector<Call> calls;  // every property call made on this machine, in order
-  // Changes still settling (see Device::lag), by object and selector. In process only.
-  std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Stale> stale;
+  std::vector<Pending> pending;  // changes still settling (see Device::lag)
+  unsigned slowCalls = 0;        // milliseconds that every property call takes
 
   Device* find(AudioObjectID id);
   Device* findUID(const std::string& uid);

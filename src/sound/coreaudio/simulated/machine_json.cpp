@@ -1,5 +1,6 @@
 #include "machine_json.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -132,6 +133,17 @@ std::optional<Device> deviceOf(const json& value) {
   device.volume = volumeOf(member(value, "volume"));
   const json* steps = member(value, "volumeSteps");
   device.volumeSteps = steps != nullptr ? uint32Of(*steps).value_or(0) : 0;
+  if (device.volumeSteps != 0) {  // a control holds its own steps only, from the start
+    const auto steps32 = static_cast<Float32>(device.volumeSteps);
+    for (auto& [element, level] : device.volume) {
+      level = std::round(std::clamp(level, 0.0f, 1.0f) * steps32) / steps32;
+    }
+  }
+  if (const json* lag = member(value, "lag"); lag != nullptr && lag->is_object()) {
+    for (const auto& [kind, ms] : lag->items()) {
+      if (const auto millis = uint32Of(ms)) device.lag[kind] = *millis;
+    }
+  }
   device.faults = faultsOf(value);
   return device;
 }
@@ -141,12 +153,35 @@ AudioObjectID idOf(const json& object, const char* key) {
   return value != nullptr ? uint32Of(*value).value_or(kAudioObjectUnknown) : kAudioObjectUnknown;
 }
 
+// {"object", "selector", "element", "value" (base64 bytes), "due" (ms since the epoch)}
+std::optional<Pending> pendingOf(const json& entry) {
+  if (!entry.is_object()) return std::nullopt;
+  const json* object = member(entry, "object");
+  const json* selector = member(entry, "selector");
+  const json* element = member(entry, "element");
+  const json* due = member(entry, "due");
+  const auto bytes = layoutOf(member(entry, "value"));
+  if (!object || !selector || !element || !due || !bytes || !due->is_number_integer()) {
+    return std::nullopt;
+  }
+  const auto id = uint32Of(*object), code = uint32Of(*selector), index = uint32Of(*element);
+  if (!id || !code || !index) return std::nullopt;
+  return Pending{*id, *code, *index, *bytes, due->get<std::int64_t>()};
+}
+
 Machine machineOf(const json& top) {
   Machine machine;
   if (!top.is_object()) return machine;
   machine.defaultOutput = idOf(top, "defaultOutput");
   machine.defaultInput = idOf(top, "defaultInput");
   machine.faults = faultsOf(top);
+  const json* slow = member(top, "slowCalls");
+  machine.slowCalls = slow != nullptr ? uint32Of(*slow).value_or(0) : 0;
+  if (const json* pending = member(top, "pending"); pending != nullptr && pending->is_array()) {
+    for (const json& entry : *pending) {
+      if (auto change = pendingOf(entry)) machine.pending.push_back(std::move(*change));
+    }
+  }
   const json* devices = member(top, "devices");
   if (devices == nullptr || !devices->is_array()) return machine;
   for (const json& entry : *devices) {
@@ -195,6 +230,7 @@ json deviceJson(const Device& device) {
     object["volume"] = volume;
   }
   if (device.volumeSteps != 0) object["volumeSteps"] = device.volumeSteps;
+  if (!device.lag.empty()) object["lag"] = device.lag;
   putFaults(object, device.faults);
   return object;
 }
@@ -222,6 +258,17 @@ std::string machineText(const Machine& machine) {
   if (machine.defaultOutput != kAudioObjectUnknown) top["defaultOutput"] = machine.defaultOutput;
   if (machine.defaultInput != kAudioObjectUnknown) top["defaultInput"] = machine.defaultInput;
   putFaults(top, machine.faults);
+  if (machine.slowCalls != 0) top["slowCalls"] = machine.slowCalls;
+  if (!machine.pending.empty()) {
+    json& pending = top["pending"] = json::array();
+    for (const Pending& change : machine.pending) {
+      pending.push_back({{"object", change.object},
+                         {"selector", change.selector},
+                         {"element", change.element},
+                         {"value", base64Encode(change.bytes)},
+                         {"due", change.due}});
+    }
+  }
   json devices = json::array();
   for (const Device& device : machine.devices) devices.push_back(deviceJson(device));
   top["devices"] = devices;

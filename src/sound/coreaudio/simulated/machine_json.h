@@ -1,12 +1,15 @@
 // The machine file: a simulated Mac as JSON, for orvel-sound-sim.
 //
 //   {"defaultOutput": 2, "defaultInput": 3, "fixed": ["defaultOutput"],
-//    "faults": {"devices": "unreadable"},
+//    "faults": {"devices": "unreadable"}, "slowCalls": 0,
+//    "pending": [{"object": 2, "selector": 1853059700, "element": 0,
+//                 "value": "AAAAAABw50A=", "due": 1795000000000}],
 //    "devices": [
 //      {"id": 2, "uid": "desk-uid", "name": "Desk Speakers",
 //       "output": [2], "input": [],
 //       "rate": 44100, "rateRanges": [[44100, 44100], [48000, 48000]],
 //       "layout": "AgBlAAAAAAAAAAAA", "volume": {"0": 0.5, "1": 0.25}, "volumeSteps": 64,
+//       "lag": {"rate": 2000, "default": 500},
 //       "fixed": ["rate"], "faults": {"volume.1": "unreadable"}}]}
 //
 // - defaultOutput, defaultInput: object ids; 0 or absent is no default device.
@@ -20,8 +23,16 @@
 //   refused; without rateRanges any positive rate is taken.
 // - layout: the preferred output layout's raw bytes in base64.
 // - volume: output element number to scalar, kept as a 32-bit float; an element
-//   not listed has no control. volumeSteps: the controls take a set value as
-//   the nearest of that many steps from 0 to 1 (Device::volumeSteps).
+//   not listed has no control. volumeSteps: the controls hold only the values
+//   of that many steps from 0 to 1 (Device::volumeSteps): a starting value, and
+//   a set one, is taken as the nearest.
+// - lag: milliseconds until a change shows, by "rate", "layout", "volume" and
+//   "default" (a default moved to this device). Until then every process reads
+//   the old value, and the change waits in the top's "pending": the object (1
+//   for a default), the property's selector and element, the new value's bytes
+//   in base64, and when it shows (milliseconds since the epoch). A later change
+//   of the same property replaces it.
+// - slowCalls: milliseconds that every property call takes.
 // - fixed (device: "rate", "layout", "volume"; top: "defaultOutput",
 //   "defaultInput"): the property exists but can't be changed.
 // - faults (device or top): property name to "missing", "unreadable", "fixed"
@@ -44,8 +55,7 @@ Machine machineFromText(std::string_view text);
 // No devices, a device list that can't be read, never written back.
 Machine unreadableMachine();
 
-// The machine in the form above; its call log, the device lags and changes
-// still settling are not part of it.
+// The machine in the form above; its call log is not part of it.
 std::string machineText(const Machine& machine);
 
 }  // namespace orvel::sim

@@ -167,13 +167,14 @@ bool offers(const Device& device, Float64 rate) {
                      });
 }
 
-// A layout record is its header and exactly as many descriptions as it counts.
+// A layout record holds its header and at least as many descriptions as it
+// counts; drivers report and take sizeof(AudioChannelLayout) even with none.
 bool wholeLayout(const void* data, UInt32 size) {
   const std::size_t header = offsetof(AudioChannelLayout, mChannelDescriptions);
   if (size < header) return false;
   AudioChannelLayout layout;
   std::memcpy(&layout, data, header);
-  return size ==
+  return size >=
          header + std::size_t{layout.mNumberChannelDescriptions} * sizeof(AudioChannelDescription);
 }
 
@@ -272,6 +273,33 @@ OSStatus write(Machine& machine, const Property& property, const void* data, UIn
                           ? machine.defaultOutput
                           : machine.defaultInput,
                       data, size);
+}
+
+void assign(Machine& machine, AudioObjectID object, const AudioObjectPropertyAddress& address,
+            const std::vector<std::uint8_t>& bytes) {
+  const auto read = [&bytes](auto& field) {
+    if (bytes.size() == sizeof field) std::memcpy(&field, bytes.data(), sizeof field);
+  };
+  if (object == kAudioObjectSystemObject) {
+    if (address.mSelector == kAudioHardwarePropertyDefaultOutputDevice) read(machine.defaultOutput);
+    if (address.mSelector == kAudioHardwarePropertyDefaultInputDevice) read(machine.defaultInput);
+    return;
+  }
+  Device* device = machine.find(object);
+  if (device == nullptr) return;
+  switch (address.mSelector) {
+    case kAudioDevicePropertyNominalSampleRate:
+      if (device->rate) read(*device->rate);
+      return;
+    case kAudioDevicePropertyPreferredChannelLayout:
+      device->layout = bytes;
+      return;
+    case kAudioDevicePropertyVolumeScalar:
+      if (device->volume.contains(address.mElement)) read(device->volume[address.mElement]);
+      return;
+    default:
+      return;
+  }
 }
 
 }  // namespace orvel::sim

@@ -45,4 +45,10 @@ Value valueOf(const Machine& machine, const Property& property, const std::strin
 // Changes the machine as a write of the bytes asks; the status a device gives.
 OSStatus write(Machine& machine, const Property& property, const void* data, UInt32 size);
 
+// Sets a rate, layout, volume or default to bytes that a read gave, without the
+// checks of a write: how a change that settles is held back and later shown.
+// Nothing for an object or property that is gone.
+void assign(Machine& machine, AudioObjectID object, const AudioObjectPropertyAddress& address,
+            const std::vector<std::uint8_t>& bytes);
+
 }  // namespace orvel::sim

@@ -1,9 +1,16 @@
 #include "session.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
-#include <string>
+#include <thread>
 
 #include "machine_file.h"
+#include "machine_json.h"
+#include "settling.h"
 
 namespace orvel::sim {
 namespace {
@@ -15,6 +22,18 @@ Machine* installed = nullptr;  // guarded by callLock
 std::string machinePath() {
   const char* path = std::getenv("ORVEL_SOUND_SIM_MACHINE");
   return path != nullptr ? path : "";
+}
+
+// An exclusive lock on the file beside the machine file (never on the machine
+// file itself, which a save replaces); nothing where it can't be had.
+FileDescriptor lockFile(const std::string& path) {
+  if (path.empty()) return FileDescriptor();
+  FileDescriptor file(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+  if (file) {
+    while (::flock(file.get(), LOCK_EX) != 0 && errno == EINTR) {
+    }
+  }
+  return file;
 }
 
 }  // namespace
@@ -33,14 +52,22 @@ MachineInUse::MachineInUse() : lock_(callLock) {
   if (installed != nullptr) {
     machine_ = installed;
   } else {
-    fromFile_ = loadMachine(machinePath());
+    const std::string path = machinePath();
+    fileLock_ = lockFile(path);
+    fromFile_ = loadMachine(path);
+    loaded_ = machineText(fromFile_);
     machine_ = &fromFile_;
+  }
+  applyDue(*machine_);
+  if (machine_->slowCalls > 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(machine_->slowCalls));
   }
 }
 
 bool MachineInUse::keep() {
   if (machine_ != &fromFile_) return true;
-  return fromFile_.readable && saveMachine(fromFile_, machinePath());
+  if (!fromFile_.readable) return false;
+  return machineText(fromFile_) == loaded_ || saveMachine(fromFile_, machinePath());
 }
 
 }  // namespace orvel::sim

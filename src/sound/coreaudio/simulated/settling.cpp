@@ -1,37 +1,76 @@
 #include "settling.h"
 
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+
 namespace orvel::sim {
 namespace {
 
-// The device whose lag the change waits out; null for a change that shows at once.
-const Device* lagging(Machine& machine, const Property& property) {
+std::int64_t nowMs() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+// The lag of a change, in milliseconds: the device's own for its settings, the
+// new default device's for a default.
+unsigned lagOf(Machine& machine, const Property& property, const Value& after) {
+  const Device* device = property.device;
+  const char* kind = nullptr;
   switch (property.address.mSelector) {
     case kAudioDevicePropertyNominalSampleRate:
-      return property.device;
+      kind = "rate";
+      break;
+    case kAudioDevicePropertyPreferredChannelLayout:
+      kind = "layout";
+      break;
+    case kAudioDevicePropertyVolumeScalar:
+      kind = "volume";
+      break;
     case kAudioHardwarePropertyDefaultOutputDevice:
-      return machine.find(machine.defaultOutput);
-    case kAudioHardwarePropertyDefaultInputDevice:
-      return machine.find(machine.defaultInput);
+    case kAudioHardwarePropertyDefaultInputDevice: {
+      AudioObjectID id = 0;
+      if (after.bytes.size() == sizeof id) std::memcpy(&id, after.bytes.data(), sizeof id);
+      device = machine.find(id);
+      kind = "default";
+      break;
+    }
     default:
-      return nullptr;
+      return 0;
   }
+  if (device == nullptr) return 0;
+  const auto found = device->lag.find(kind);
+  return found == device->lag.end() ? 0 : found->second;
 }
 
 }  // namespace
 
 void settleLater(Machine& machine, AudioObjectID object, const Property& property,
                  const Value& before) {
-  const Device* device = lagging(machine, property);
-  if (device == nullptr || device->lag == 0) return;
-  machine.stale[{object, property.address.mSelector}] = Stale{before.bytes, device->lag};
+  const Value after = valueOf(machine, property, nullptr);
+  const unsigned lag = lagOf(machine, property, after);
+  if (lag == 0) return;
+  const AudioObjectPropertyAddress& address = property.address;
+  assign(machine, object, address, before.bytes);  // the old value shows until then
+  const Pending change{object, address.mSelector, address.mElement, after.bytes, nowMs() + lag};
+  std::erase_if(machine.pending, [&](const Pending& other) { return other.sameProperty(change); });
+  machine.pending.push_back(change);
 }
 
-Value shown(Machine& machine, AudioObjectID object, const Property& property, Value value) {
-  const auto found = machine.stale.find({object, property.address.mSelector});
-  if (found == machine.stale.end()) return value;
-  value.bytes = found->second.bytes;
-  if (--found->second.reads == 0) machine.stale.erase(found);
-  return value;
+bool applyDue(Machine& machine) {
+  const std::int64_t now = nowMs();
+  bool any = false;
+  std::erase_if(machine.pending, [&](const Pending& change) {
+    if (change.due > now) return false;
+    assign(machine, change.object,
+           AudioObjectPropertyAddress{change.selector, kAudioObjectPropertyScopeOutput,
+                                      change.element},
+           change.bytes);
+    any = true;
+    return true;
+  });
+  return any;
 }
 
 }  // namespace orvel::sim

@@ -1,6 +1,7 @@
-// Changes that settle later, as on a real Mac: after a change of a device's
-// nominal rate, or of a default to a device, a device with a lag (Device::lag)
-// still shows the old value for that many reads.
+// Changes that settle later, as on a real Mac: a change of a device's rate,
+// layout or volumes, or of a default to a device, with a lag (Device::lag)
+// leaves the old value in place and waits in Machine::pending until its time,
+// seen alike by every process that shares the machine file.
 #pragma once
 
 #include <CoreAudio/CoreAudio.h>
@@ -14,8 +15,7 @@ namespace orvel::sim {
 void settleLater(Machine& machine, AudioObjectID object, const Property& property,
                  const Value& before);
 
-// What a read of the property gives now: the old value while the change
-// settles (the read counts), else the machine's own value.
-Value shown(Machine& machine, AudioObjectID object, const Property& property, Value value);
+// Applies the changes whose time has come; whether any did.
+bool applyDue(Machine& machine);
 
 }  // namespace orvel::sim
