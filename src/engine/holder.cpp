@@ -86,6 +86,11 @@ bool same(ItemKind kind, const ItemValue& present, const Value& other) {
 
 }  // namespace
 
+bool mayStillLand(const Item& item) {
+  if (!item.asked || holderOf(item, item.asked) == Holder::user) return false;
+  return !item.readBack || holderOf(item, item.readBack) == Holder::user;
+}
+
 Holder holderOf(const Item& item, const std::optional<ItemValue>& present) {
   if (!present) return Holder::unknown;
   if (item.kind == ItemKind::volume) return volumeHolder(item, std::get<VolumeMap>(*present));

@@ -25,5 +25,10 @@ enum class Holder {
 // was never the switch's business.
 Holder holderOf(const Item& item, const std::optional<ItemValue>& present);
 
+// Whether the switch's change may still land although the machine shows the
+// user's value: it asked for another value and never read it back (a Mac takes
+// a change and may apply it seconds later, after a switch stopped waiting).
+bool mayStillLand(const Item& item);
+
 
 }  // namespace orvel

@@ -109,6 +109,9 @@ Result putBackOne(Work& work) {
   if (holder != Holder::user && switchedDefaultGone(work.system, item)) holder = Holder::theSwitch;
   switch (holder) {
     case Holder::user:
+      // Asked again, so that a change of the switch's still on its way gives
+      // way to the user's; one refused is no loss: the switch's was too, likely.
+      if (item.kind != ItemKind::volume && mayStillLand(item)) set(work);
       return Result::done;
     case Holder::someoneElse:
       return work.leave(entryOf(item, work.label));

@@ -58,7 +58,8 @@ MachineInUse::MachineInUse() : lock_(callLock) {
     loaded_ = machineText(fromFile_);
     machine_ = &fromFile_;
   }
-  applyDue(*machine_);
+  // A change that showed is kept at once, so the file tells what a Mac shows.
+  if (applyDue(*machine_)) keep();
   if (machine_->slowCalls > 0) {
     std::this_thread::sleep_for(std::chrono::milliseconds(machine_->slowCalls));
   }
