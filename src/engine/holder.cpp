@@ -37,7 +37,12 @@ constexpr double snapTolerance = 1.0 / 32;
 // for (as the control may have taken it when nothing was read back), read
 // back, or asked or read by an earlier switch.
 bool switchLevel(const Item& item, const std::string& key, double present) {
-  const double askedTolerance = level(item.readBack, key) ? volumeTolerance : snapTolerance;
+  // The exact level the control took is known only from a read-back that
+  // showed the change already; it may have shown later.
+  const auto asked = level(item.asked, key);
+  const auto back = level(item.readBack, key);
+  const bool shown = asked && back && near(*asked, *back, snapTolerance);
+  const double askedTolerance = shown ? volumeTolerance : snapTolerance;
   return levelIs(item.asked, key, present, askedTolerance) ||
          levelIs(item.readBack, key, present) ||
          std::any_of(item.earlier.begin(), item.earlier.end(), [&](const ItemValue& value) {

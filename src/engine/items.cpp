@@ -151,8 +151,13 @@ void arrange(std::vector<Item>& items, const std::optional<std::string>& outputN
   for (Item& item : items) {
     if (item.kind == ItemKind::defaultDevice) continue;
     item.side.reset();
-    if (users[Direction::output] == item.uid) item.side = Direction::output;
-    else if (users[Direction::input] == item.uid) item.side = Direction::input;
+    // Layout and volumes are a device's output side: those of the user's
+    // default input are a further device's, never the input's.
+    if (users[Direction::output] == item.uid) {
+      item.side = Direction::output;
+    } else if (users[Direction::input] == item.uid && item.kind == ItemKind::rate) {
+      item.side = Direction::input;
+    }
   }
   std::stable_sort(items.begin(), items.end(),
                    [](const Item& a, const Item& b) { return restoreRank(a) < restoreRank(b); });

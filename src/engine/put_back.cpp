@@ -84,6 +84,20 @@ bool set(Work& work) {
   return false;
 }
 
+// The user's value asked for once more: of a volume item, the controls the
+// switch asked for.
+void askAgain(Work& work) {
+  const Item& item = work.item;
+  if (item.kind != ItemKind::volume) {
+    set(work);
+    return;
+  }
+  const auto& users = std::get<VolumeMap>(*item.user);
+  for (const auto& [key, level] : std::get<VolumeMap>(*item.asked)) {
+    if (users.contains(key)) work.system.setVolume(item.uid, key, users.at(key));
+  }
+}
+
 // Whether the device the item needs is there: the user's default device in its
 // direction, a device's layout and volumes on its output side, its rate either way.
 bool connected(SoundSystem& system, const Item& item) {
@@ -111,7 +125,7 @@ Result putBackOne(Work& work) {
     case Holder::user:
       // Asked again, so that a change of the switch's still on its way gives
       // way to the user's; one refused is no loss: the switch's was too, likely.
-      if (item.kind != ItemKind::volume && mayStillLand(item)) set(work);
+      if (mayStillLand(item)) askAgain(work);
       return Result::done;
     case Holder::someoneElse:
       return work.leave(entryOf(item, work.label));

@@ -6,9 +6,9 @@
 // released before it returns, on every path. No lock of its own; callers on
 // several threads serialise their calls.
 //
-// A change of rate or of default waits until the device shows it, within the
-// command's settle budget (settle.h), and is true once the hardware layer took
-// it, shown or not: a change taken lands later all the same.
+// A change waits until the device shows it, within the command's settle
+// budget (settle.h), and is true once the hardware layer took it, shown or
+// not: a change taken lands later all the same.
 #pragma once
 
 #include <CoreAudio/CoreAudio.h>

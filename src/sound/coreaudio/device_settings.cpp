@@ -23,6 +23,9 @@ constexpr std::int64_t maxVolumeChannels = 16;
 
 // A rate that the device reports within this much of the one set is the one set.
 constexpr Float64 rateShown = 0.5;
+// A control takes a level as the nearest of its steps: within half a step of a
+// coarse (16-step) control, the level shows.
+constexpr Float32 volumeShown = 1.0f / 32;
 
 AudioObjectPropertyAddress layoutAddress() {
   return address(kAudioDevicePropertyPreferredChannelLayout, kAudioDevicePropertyScopeOutput);
@@ -78,8 +81,12 @@ bool CoreAudioSystem::setLayout(const std::string& uid, const std::string& layou
   if (!AudioObjectHasProperty(*id, &where)) return false;
   Boolean settable = false;
   if (AudioObjectIsPropertySettable(*id, &where, &settable) != 0 || !settable) return false;
-  return AudioObjectSetPropertyData(*id, &where, 0, nullptr, static_cast<UInt32>(bytes->size()),
-                                    bytes->data()) == 0;
+  if (AudioObjectSetPropertyData(*id, &where, 0, nullptr, static_cast<UInt32>(bytes->size()),
+                                 bytes->data()) != 0) {
+    return false;
+  }
+  budget_.settles([&] { return layout(uid) == layoutText; });
+  return true;  // taken: a change not shown yet lands later
 }
 
 namespace {
@@ -116,7 +123,14 @@ bool CoreAudioSystem::setVolume(const std::string& uid, const std::string& key, 
   const auto element = parseVolumeKey(key);
   if (!element) return false;
   // In range before it becomes a Float32, which a huge double can't.
-  return set<Float32>(*id, volumeAddress(*element), static_cast<Float32>(controlLevel(value)));
+  const auto wanted = static_cast<Float32>(controlLevel(value));
+  const AudioObjectPropertyAddress where = volumeAddress(*element);
+  if (!set<Float32>(*id, where, wanted)) return false;
+  budget_.settles([&] {
+    const auto now = get<Float32>(*id, where, 0);
+    return now && std::fabs(*now - wanted) <= volumeShown;
+  });
+  return true;  // taken: a change not shown yet lands later
 }
 
 }  // namespace orvel
