@@ -48,7 +48,7 @@ Restored restoreEarlierForm(SoundSystem& system, const Files& folder) {
 }  // namespace
 
 Restored restoreFolder(SoundSystem& system, const Files& folder) {
-  system.newSettleBudget();
+  system.beginCommand();
   const FolderLock lock(folder);
   const bool mayWrite = lock.state() != LockState::busy;
   const SwitchFile file = readSwitchFile(folder);
@@ -63,7 +63,7 @@ Restored restoreFolder(SoundSystem& system, const Files& folder) {
 }
 
 Restored restoreOwnSwitch(SoundSystem& system, const Files& folder, const SwitchState& mine) {
-  system.newSettleBudget();
+  system.beginCommand();
   if (!folder.present()) {
     PutBack back = putBack(system, mine.items);
     return Restored{std::move(back.outcome), std::move(back.left), back.owed.empty()};

@@ -1,9 +1,11 @@
 // SoundSystem: the one seam between the tool and the machine's audio system.
 //
-// Devices are named only by their UID. Every operation asks the audio system
-// afresh and reports failure only through its result (nothing, false, an empty
-// map or list); nothing throws. An implementation keeps no settings between
-// calls; callers that use one from several threads serialise their calls.
+// Devices are named only by their UID. Failure shows only through a result
+// (nothing, false, an empty map or list); nothing throws. Within one command
+// (beginCommand) an implementation may answer reads from one reading of the
+// audio system, kept up to date with its own changes; nothing is kept from
+// one command to the next. Callers that use one from several threads
+// serialise their calls.
 #pragma once
 
 #include <optional>
@@ -24,7 +26,7 @@ class SoundSystem {
   // or it can't be read.
   virtual std::optional<std::string> defaultUID(Direction direction) = 0;
   // Makes the device the default; does not check its channels (see exists).
-  // True once taken (setRate too); it may show only later (newSettleBudget).
+  // True once taken (setRate too); it may show only later (beginCommand).
   virtual bool setDefault(Direction direction, const std::string& uid) = 0;
   // Whether the UID names a present device with at least one channel that way.
   virtual bool exists(const std::string& uid, Direction direction) = 0;
@@ -51,11 +53,12 @@ class SoundSystem {
   // refuses us or doesn't answer in time: what tells "the sound system isn't
   // answering" apart from a device that isn't connected or a refused change.
   virtual bool answering() = 0;
-  // A new budget of time for the changes that follow to show, shared by all of
-  // their waits: one for a switch, one for each restore. A Mac applies a change
-  // after it took it; a change taken that doesn't show within the budget counts
-  // as made, and a read then still gives the old value.
-  virtual void newSettleBudget() = 0;
+  // A command's use begins (a switch, each restore): what an earlier one read is
+  // read afresh, and the changes that follow get a new budget of time to show,
+  // shared by all of their waits. A Mac applies a change after it took it; a
+  // change taken that doesn't show within the budget counts as made, and a
+  // read then still gives the old value.
+  virtual void beginCommand() = 0;
 
  protected:
   SoundSystem() = default;

@@ -94,7 +94,7 @@ class MemorySoundSystem : public SoundSystem {
   }
   std::vector<DeviceRecord> devices() override { return {}; }
   bool answering() override { return !silent; }
-  void newSettleBudget() override {}
+  void beginCommand() override {}
 
  private:
   bool reachable(const std::string& uid) const {

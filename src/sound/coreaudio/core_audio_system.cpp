@@ -41,7 +41,7 @@ bool CoreAudioSystem::setDefault(Direction direction, const std::string& uid) {
   return true;  // taken: a change not shown yet lands later
 }
 
-void CoreAudioSystem::newSettleBudget() {
+void CoreAudioSystem::beginCommand() {
   budget_.renew();
 }
 

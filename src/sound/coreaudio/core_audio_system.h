@@ -39,7 +39,7 @@ class CoreAudioSystem final : public SoundSystem {
   std::vector<DeviceRecord> devices() override;
   // The hardware layer answers while it can tell the size of its device list.
   bool answering() override;
-  void newSettleBudget() override;
+  void beginCommand() override;
 
   // The nominal rates the device offers, from its ranges in their order: a
   // range's one value when its ends are equal, else its minimum and maximum.

@@ -73,6 +73,14 @@ VolumeMap controlMap(const std::vector<std::uint32_t>& channels) {
   return map;
 }
 
+bool sameVolumes(const std::vector<std::uint32_t>& a, const std::vector<std::uint32_t>& b) {
+  constexpr std::uint32_t step = PA_VOLUME_NORM / 1000;
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
+                                            [](std::uint32_t x, std::uint32_t y) {
+                                              return (x > y ? x - y : y - x) <= step;
+                                            });
+}
+
 std::optional<std::vector<std::uint32_t>> withElement(std::vector<std::uint32_t> channels,
                                                       std::uint32_t element, std::uint32_t volume) {
   if (channels.empty()) return std::nullopt;

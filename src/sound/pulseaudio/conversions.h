@@ -29,6 +29,10 @@ std::uint32_t serverVolume(double fraction);
 // own; setting 0 moves every channel), and each channel "1".."N", N at most 16.
 VolumeMap controlMap(const std::vector<std::uint32_t>& channels);
 
+// Whether two channel volume lists are the same within a server's rounding
+// (a thousandth of the normal volume, the tolerance of matching).
+bool sameVolumes(const std::vector<std::uint32_t>& a, const std::vector<std::uint32_t>& b);
+
 // The channels after setting element 0 (every channel) or k (channel k alone)
 // to the volume; nothing when there is no such channel.
 std::optional<std::vector<std::uint32_t>> withElement(std::vector<std::uint32_t> channels,

@@ -33,9 +33,8 @@ bool Context::ready() const {
   return context_ != nullptr && pa_context_get_state(context_) == PA_CONTEXT_READY;
 }
 
-void Context::onEvent(pa_context*, pa_subscription_event_type_t type, std::uint32_t, void* self) {
-  const auto facility = type & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
-  if (facility == PA_SUBSCRIPTION_EVENT_SERVER) ++static_cast<Context*>(self)->serverEvents_;
+void Context::onEvent(pa_context*, pa_subscription_event_type_t, std::uint32_t, void* self) {
+  ++static_cast<Context*>(self)->events_;
 }
 
 Operation& Operation::operator=(Operation&& other) noexcept {

@@ -32,7 +32,8 @@ class MainLoop {
   pa_mainloop* loop_;
 };
 
-// A context, counting the server events it has been told of once subscribed.
+// A context, counting the events of the server and its sinks it has been told
+// of once subscribed.
 // It stays where it was made: libpulse calls back with its address.
 class Context {
  public:
@@ -47,9 +48,9 @@ class Context {
   bool good() const;
   bool ready() const;
 
-  // How many server events (such as a changed default device) came so far.
-  // Counts only once the caller has subscribed to them; see subscribed().
-  std::uint64_t serverEvents() const { return serverEvents_; }
+  // How many events (a changed default device, a sink's new volume) came so
+  // far. Counts only once the caller has subscribed to them; see subscribed().
+  std::uint64_t events() const { return events_; }
   bool subscribed() const { return subscribed_; }
   void markSubscribed() { subscribed_ = true; }
 
@@ -57,7 +58,7 @@ class Context {
   static void onEvent(pa_context*, pa_subscription_event_type_t, std::uint32_t, void* self);
 
   pa_context* context_;
-  std::uint64_t serverEvents_ = 0;
+  std::uint64_t events_ = 0;
   bool subscribed_ = false;
 };
 

@@ -6,6 +6,7 @@
 #include "sound/pulseaudio/conversions.h"
 #include "sound/pulseaudio/requests.h"
 #include "sound/pulseaudio/server_link.h"
+#include "sound/pulseaudio/server_view.h"
 #include "sound/volume_key.h"
 
 namespace orvel {
@@ -15,94 +16,80 @@ using namespace pulse;
 namespace {
 
 using Text = std::optional<std::string>;
-using Device = std::optional<DeviceInfo>;
 
-// The sink (output) or source (input) of that name: one round trip.
-Device findDevice(ServerCall& call, Direction direction, const std::string& uid) {
-  DevicesReply reply;
-  const Operation operations[] = {requestDevice(call.context().get(), direction, uid, reply)};
-  if (!call.wait(operations) || reply.found(uid) == nullptr) return std::nullopt;
-  return *reply.found(uid);
-}
-
-// The device of that name, asked in a call of its own.
-Device device(ServerLink& link, Direction direction, const std::string& uid) {
-  if (!isDeviceName(uid)) return std::nullopt;
-  return askServer(link, Device(),
-                   [&](ServerCall& call) { return findDevice(call, direction, uid); });
-}
-
-// The sink of that name, else the source: both asked for in one round trip.
-Device sinkOrSource(ServerLink& link, const std::string& uid) {
-  if (!isDeviceName(uid)) return std::nullopt;
-  return askServer(link, Device(), [&](ServerCall& call) -> Device {
-    DevicesReply sink;
-    DevicesReply source;
-    pa_context* context = call.context().get();
-    const Operation operations[] = {requestDevice(context, Direction::output, uid, sink),
-                                    requestDevice(context, Direction::input, uid, source)};
-    if (!call.wait(operations)) return std::nullopt;
-    if (sink.found(uid) != nullptr) return *sink.found(uid);
-    if (source.found(uid) != nullptr) return *source.found(uid);
-    return std::nullopt;
-  });
-}
-
-// The server's default for the direction, asked afresh: one round trip.
-Text serverDefault(ServerCall& call, Direction direction) {
-  ServerReply server;
-  const Operation operations[] = {requestServer(call.context().get(), server)};
-  if (!call.wait(operations)) return std::nullopt;
-  return server.defaultName(direction);
-}
-
-// Waits, within the call's deadline, until the server reports the new default:
-// PipeWire takes the change first and applies it a moment later, telling its
-// subscribers with a server event. Each read of the default follows a count of
-// the events, so an event that comes before the read is no event waited for.
-bool awaitDefault(ServerCall& call, Direction direction, const std::string& uid, Text reported) {
+// One round trip: the subscription to events with the first change of a
+// connection (so that no event of the change is missed), then the change and
+// its read-back, both sent by `send`. Whether the server took the change.
+template <typename ReadBack, typename Send>
+bool change(ServerCall& call, ReadBack& readBack, Send send) {
   Context& context = call.context();
-  if (reported == uid) return true;
-  for (;;) {
-    const auto seen = context.serverEvents();
-    if (serverDefault(call, direction) == uid) return true;
-    if (!call.waitFor([&] { return context.serverEvents() != seen; })) return false;
+  Request<SuccessReply> subscribed;
+  Request<SuccessReply> changed;
+  const bool subscribing = !context.subscribed();
+  if (subscribing) askEvents(context.get(), subscribed);
+  send(changed, readBack);
+  const bool answered = subscribing ? call.waitForAnswers(subscribed, changed, readBack)
+                                    : call.waitForAnswers(changed, readBack);
+  if (subscribed.reply.success) context.markSubscribed();
+  return answered && changed.reply.success;
+}
+
+// Waits, within the call's deadline, until `shows` holds for a fresh read-back:
+// PipeWire takes a change first and applies it a moment later, telling its
+// subscribers with an event. Each read follows a count of the events, so an
+// event that comes before the read is no event waited for. On PulseAudio the
+// first read-back shows the change already.
+template <typename ReadBack, typename Ask, typename Shows>
+bool awaitShown(ServerCall& call, ReadBack& readBack, Ask ask, Shows shows) {
+  Context& context = call.context();
+  while (!shows(readBack.reply)) {
+    const auto seen = context.events();
+    if (!call.waitFor([&] { return context.events() != seen; })) return false;
+    readBack.operation = Operation();
+    readBack.reply = {};
+    ask(readBack);
+    if (!call.waitForAnswers(readBack)) return false;
   }
+  return true;
 }
 
-// Two round trips: the device is looked up before it is made the default, as
-// PipeWire would take a sink's name for its monitor source (and the other way
-// round). The lookup carries the subscription to server events (once per
-// connection); the change carries a read-back, which on PulseAudio already
-// shows the new default.
 bool makeDefault(ServerCall& call, Direction direction, const std::string& uid) {
-  Context& context = call.context();
-  SuccessReply subscribed;
-  DevicesReply device;
-  std::vector<Operation> lookup;
-  if (!context.subscribed()) lookup.push_back(requestServerEvents(context.get(), subscribed));
-  lookup.push_back(requestDevice(context.get(), direction, uid, device));
-  if (!call.wait(lookup) || device.found(uid) == nullptr) return false;
-  if (subscribed.success) context.markSubscribed();
-  SuccessReply changed;
-  ServerReply server;
-  const Operation change[] = {requestDefault(context.get(), direction, uid, changed),
-                              requestServer(context.get(), server)};
-  if (!call.wait(change) || !changed.success) return false;
-  return awaitDefault(call, direction, uid, server.defaultName(direction));
+  pa_context* context = call.context().get();
+  Request<ServerReply> server;
+  const auto send = [&](Request<SuccessReply>& changed, Request<ServerReply>& readBack) {
+    askDefault(context, direction, uid, changed);
+    askServerInfo(context, readBack);
+  };
+  return change(call, server, send) &&
+         awaitShown(
+             call, server, [&](Request<ServerReply>& again) { askServerInfo(context, again); },
+             [&](const ServerReply& reply) { return reply.defaultName(direction) == uid; });
 }
 
-// Two round trips: the sink's channels first, for a volume of its own channel count.
-bool changeVolume(ServerCall& call, const std::string& uid, std::uint32_t element,
-                  std::uint32_t volume) {
-  const auto sink = findDevice(call, Direction::output, uid);
-  if (!sink) return false;
-  const auto channels = withElement(sink->volumes, element, volume);
-  if (!channels) return false;
-  SuccessReply changed;
-  const Operation operations[] = {
-      requestSinkVolume(call.context().get(), sink->index, *channels, changed)};
-  return call.wait(operations) && changed.success;
+// The sink as the server reads it back once it shows the new volumes (a
+// server may round them by a step); nothing when the change was refused.
+std::optional<DeviceInfo> changeVolume(ServerCall& call, const std::string& uid,
+                                       const std::vector<std::uint32_t>& channels) {
+  pa_context* context = call.context().get();
+  Request<DevicesReply> sink;
+  const auto send = [&](Request<SuccessReply>& changed, Request<DevicesReply>& readBack) {
+    askSinkVolume(context, uid, channels, changed);
+    askDevice(context, Direction::output, uid, readBack);
+  };
+  if (!change(call, sink, send)) return std::nullopt;
+  const auto shows = [&](const DevicesReply& reply) {
+    const DeviceInfo* device = reply.found(uid);
+    return device != nullptr && sameVolumes(device->volumes, channels);
+  };
+  const auto ask = [&](Request<DevicesReply>& again) {
+    askDevice(context, Direction::output, uid, again);
+  };
+  if (awaitShown(call, sink, ask, shows)) return *sink.reply.found(uid);
+  // Taken, and not shown within the deadline: what was asked stands for it.
+  DeviceInfo asked = sink.reply.found(uid) != nullptr ? *sink.reply.found(uid) : DeviceInfo{};
+  asked.name = uid;
+  asked.volumes = channels;
+  return asked;
 }
 
 }  // namespace
@@ -110,45 +97,58 @@ bool changeVolume(ServerCall& call, const std::string& uid, std::uint32_t elemen
 PulseAudioSystem::PulseAudioSystem() : link_(std::make_unique<ServerLink>()) {}
 PulseAudioSystem::~PulseAudioSystem() = default;
 
-// The server's default name and the device it resolves to travel together; a
-// default that resolves to another name (or to nothing) names no present device.
-Text PulseAudioSystem::defaultUID(Direction direction) {
-  return askServer(*link_, Text(), [&](ServerCall& call) -> Text {
-    const std::string current =
-        direction == Direction::output ? "@DEFAULT_SINK@" : "@DEFAULT_SOURCE@";
-    ServerReply server;
-    DevicesReply device;
-    pa_context* context = call.context().get();
-    const Operation operations[] = {requestServer(context, server),
-                                    requestDevice(context, direction, current, device)};
-    if (!call.wait(operations)) return std::nullopt;
-    const auto& name = server.defaultName(direction);
-    if (!name || device.found(*name) == nullptr) return std::nullopt;
-    return name;
-  });
+ServerView* PulseAudioSystem::view() {
+  // A view read on an earlier connection is of a server that may have restarted.
+  if (view_ && view_->connection == link_->connections()) return view_.get();
+  auto read = askServer(*link_, std::optional<ServerView>(), readView);
+  view_ = read ? std::make_unique<ServerView>(std::move(*read)) : nullptr;
+  return view_.get();
 }
 
+void PulseAudioSystem::beginCommand() {
+  view_.reset();  // a new command reads the server afresh
+}
+
+// A default that resolves to no present device of its name names none.
+Text PulseAudioSystem::defaultUID(Direction direction) {
+  ServerView* known = view();
+  if (known == nullptr) return std::nullopt;
+  const Text& name = known->defaultName(direction);
+  if (!name || known->find(direction, *name) == nullptr) return std::nullopt;
+  return name;
+}
+
+// The device must be there: PipeWire would take a sink's name for its monitor
+// source (and the other way round).
 bool PulseAudioSystem::setDefault(Direction direction, const std::string& uid) {
-  if (!isDeviceName(uid)) return false;
-  return askServer(*link_, false,
-                   [&](ServerCall& call) { return makeDefault(call, direction, uid); });
+  ServerView* known = view();
+  if (!isDeviceName(uid) || known == nullptr || known->find(direction, uid) == nullptr) {
+    return false;
+  }
+  const bool made =
+      askServer(*link_, false, [&](ServerCall& call) { return makeDefault(call, direction, uid); });
+  if (made && view_) view_->defaultName(direction) = uid;
+  return made;
 }
 
 bool PulseAudioSystem::exists(const std::string& uid, Direction direction) {
-  const auto found = device(*link_, direction, uid);
-  return found.has_value() && found->channels >= 1;
+  const ServerView* known = view();
+  const DeviceInfo* device = known != nullptr ? known->find(direction, uid) : nullptr;
+  return device != nullptr && device->channels >= 1;
 }
 
 Text PulseAudioSystem::name(const std::string& uid) {
-  const auto found = sinkOrSource(*link_, uid);
-  if (!found) return std::nullopt;
-  return found->description;
+  const ServerView* known = view();
+  const DeviceInfo* device = known != nullptr ? known->sinkOrSource(uid) : nullptr;
+  if (device == nullptr) return std::nullopt;
+  return device->description;
 }
 
 std::optional<double> PulseAudioSystem::rate(const std::string& uid) {
-  const auto found = sinkOrSource(*link_, uid);
-  if (!found || found->rate == 0) return std::nullopt;
-  return found->rate;
+  const ServerView* known = view();
+  const DeviceInfo* device = known != nullptr ? known->sinkOrSource(uid) : nullptr;
+  if (device == nullptr || device->rate == 0) return std::nullopt;
+  return device->rate;
 }
 
 bool PulseAudioSystem::setRate(const std::string&, double) {
@@ -156,8 +156,8 @@ bool PulseAudioSystem::setRate(const std::string&, double) {
 }
 
 Text PulseAudioSystem::layout(const std::string& uid) {
-  const auto sink = device(*link_, Direction::output, uid);
-  if (!sink || !sink->channelMap) return std::nullopt;
+  const DeviceInfo* sink = this->sink(uid);
+  if (sink == nullptr || !sink->channelMap) return std::nullopt;
   const std::string& text = *sink->channelMap;
   return base64Encode(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
 }
@@ -167,41 +167,41 @@ bool PulseAudioSystem::setLayout(const std::string&, const std::string&) {
 }
 
 VolumeMap PulseAudioSystem::volume(const std::string& uid) {
-  const auto sink = device(*link_, Direction::output, uid);
-  if (!sink) return {};
-  return volumeMap(sink->volumes);
+  const DeviceInfo* sink = this->sink(uid);
+  return sink != nullptr ? volumeMap(sink->volumes) : VolumeMap();
 }
 
 VolumeMap PulseAudioSystem::controls(const std::string& uid) {
-  const auto sink = device(*link_, Direction::output, uid);
-  if (!sink) return {};
-  return controlMap(sink->volumes);
+  const DeviceInfo* sink = this->sink(uid);
+  return sink != nullptr ? controlMap(sink->volumes) : VolumeMap();
 }
 
 bool PulseAudioSystem::setVolume(const std::string& uid, const std::string& key, double value) {
   const auto element = parseVolumeKey(key);
-  if (!element || !isDeviceName(uid)) return false;
-  return askServer(*link_, false, [&](ServerCall& call) {
-    return changeVolume(call, uid, *element, serverVolume(value));
-  });
+  const DeviceInfo* sink = this->sink(uid);
+  if (!element || !isDeviceName(uid) || sink == nullptr) return false;
+  const auto channels = withElement(sink->volumes, *element, serverVolume(value));
+  if (!channels) return false;
+  const auto after = askServer(*link_, std::optional<DeviceInfo>(),
+                               [&](ServerCall& call) { return changeVolume(call, uid, *channels); });
+  if (!after) return false;
+  if (view_ && after->name == uid) view_->update(Direction::output, *after);
+  return true;
 }
 
-// Sinks and sources travel together: one round trip.
 std::vector<DeviceRecord> PulseAudioSystem::devices() {
-  using Records = std::vector<DeviceRecord>;
-  return askServer(*link_, Records(), [&](ServerCall& call) -> Records {
-    DevicesReply sinks;
-    DevicesReply sources;
-    pa_context* context = call.context().get();
-    const Operation operations[] = {requestDevices(context, Direction::output, sinks),
-                                    requestDevices(context, Direction::input, sources)};
-    if (!call.wait(operations) || sinks.failed || sources.failed) return {};
-    return deviceRecords(sinks.devices, sources.devices);
-  });
+  const ServerView* known = view();
+  if (known == nullptr) return {};
+  return deviceRecords(known->sinks, known->sources);
 }
 
 bool PulseAudioSystem::answering() {
   return askServer(*link_, false, [](ServerCall&) { return true; });
+}
+
+const DeviceInfo* PulseAudioSystem::sink(const std::string& uid) {
+  const ServerView* known = view();
+  return known != nullptr ? known->find(Direction::output, uid) : nullptr;
 }
 
 }  // namespace orvel

@@ -5,8 +5,10 @@
 // sink. The server is reached through one connection per process, opened on
 // first use (making the object doesn't touch the server), and every operation
 // gives up after about two seconds, so a gone or hung server means absent,
-// false or empty, never a hang. Calls must be serialised; any thread may make
-// them.
+// false or empty, never a hang. A command's reads are answered from one view
+// of the server, asked for at once on the first of them (server_view.h), and
+// its writes update that view from the server's answers; beginCommand
+// starts a new command. Calls must be serialised; any thread may make them.
 #pragma once
 
 #include <memory>
@@ -20,6 +22,8 @@ namespace orvel {
 
 namespace pulse {
 class ServerLink;
+struct DeviceInfo;
+struct ServerView;
 }
 
 class PulseAudioSystem final : public SoundSystem {
@@ -52,11 +56,16 @@ class PulseAudioSystem final : public SoundSystem {
   std::vector<DeviceRecord> devices() override;
   // A connection can be had within the deadline (no round trip while one is open).
   bool answering() override;
-  // Nothing to do: the server shows a change within each call's own deadline.
-  void newSettleBudget() override {}
+  // Forgets the view; the server shows a change within each call's own deadline.
+  void beginCommand() override;
 
  private:
+  // The command's view, read on first use; nothing when the server doesn't answer.
+  pulse::ServerView* view();
+  const pulse::DeviceInfo* sink(const std::string& uid);
+
   std::unique_ptr<pulse::ServerLink> link_;
+  std::unique_ptr<pulse::ServerView> view_;
 };
 
 }  // namespace orvel

@@ -24,7 +24,6 @@ DeviceInfo deviceInfo(const Info& info) {
   DeviceInfo device;
   device.name = info.name != nullptr ? info.name : "";
   device.description = text(info.description);
-  device.index = info.index;
   device.channels = info.sample_spec.channels;
   device.rate = info.sample_spec.rate;
   device.channelMap = channelMapText(info.channel_map);
@@ -60,47 +59,51 @@ void onSuccess(pa_context*, int success, void* userdata) {
 
 }  // namespace
 
-Operation requestDevice(pa_context* context, Direction direction, const std::string& name,
-                        DevicesReply& reply) {
-  if (direction == Direction::output) {
-    return Operation(
-        pa_context_get_sink_info_by_name(context, name.c_str(), &onDevice<pa_sink_info>, &reply));
-  }
-  return Operation(
-      pa_context_get_source_info_by_name(context, name.c_str(), &onDevice<pa_source_info>, &reply));
+void askDevice(pa_context* context, Direction direction, const std::string& name,
+               Request<DevicesReply>& request) {
+  void* reply = &request.reply;
+  request.operation = Operation(
+      direction == Direction::output
+          ? pa_context_get_sink_info_by_name(context, name.c_str(), &onDevice<pa_sink_info>, reply)
+          : pa_context_get_source_info_by_name(context, name.c_str(), &onDevice<pa_source_info>,
+                                               reply));
 }
 
-Operation requestDevices(pa_context* context, Direction direction, DevicesReply& reply) {
-  if (direction == Direction::output) {
-    return Operation(pa_context_get_sink_info_list(context, &onDevice<pa_sink_info>, &reply));
-  }
-  return Operation(pa_context_get_source_info_list(context, &onDevice<pa_source_info>, &reply));
+void askDevices(pa_context* context, Direction direction, Request<DevicesReply>& request) {
+  void* reply = &request.reply;
+  request.operation = Operation(
+      direction == Direction::output
+          ? pa_context_get_sink_info_list(context, &onDevice<pa_sink_info>, reply)
+          : pa_context_get_source_info_list(context, &onDevice<pa_source_info>, reply));
 }
 
-Operation requestServer(pa_context* context, ServerReply& reply) {
-  return Operation(pa_context_get_server_info(context, &onServer, &reply));
+void askServerInfo(pa_context* context, Request<ServerReply>& request) {
+  request.operation = Operation(pa_context_get_server_info(context, &onServer, &request.reply));
 }
 
-Operation requestDefault(pa_context* context, Direction direction, const std::string& name,
-                         SuccessReply& reply) {
-  if (direction == Direction::output) {
-    return Operation(pa_context_set_default_sink(context, name.c_str(), &onSuccess, &reply));
-  }
-  return Operation(pa_context_set_default_source(context, name.c_str(), &onSuccess, &reply));
+void askDefault(pa_context* context, Direction direction, const std::string& name,
+                Request<SuccessReply>& request) {
+  void* reply = &request.reply;
+  request.operation = Operation(
+      direction == Direction::output
+          ? pa_context_set_default_sink(context, name.c_str(), &onSuccess, reply)
+          : pa_context_set_default_source(context, name.c_str(), &onSuccess, reply));
 }
 
-Operation requestSinkVolume(pa_context* context, std::uint32_t sinkIndex,
-                            const std::vector<std::uint32_t>& volumes, SuccessReply& reply) {
-  if (volumes.empty() || volumes.size() > PA_CHANNELS_MAX) return Operation();
+void askSinkVolume(pa_context* context, const std::string& sinkName,
+                   const std::vector<std::uint32_t>& volumes, Request<SuccessReply>& request) {
+  if (volumes.empty() || volumes.size() > PA_CHANNELS_MAX) return;
   pa_cvolume volume{};
   volume.channels = static_cast<std::uint8_t>(volumes.size());
   std::copy(volumes.begin(), volumes.end(), volume.values);
-  return Operation(
-      pa_context_set_sink_volume_by_index(context, sinkIndex, &volume, &onSuccess, &reply));
+  request.operation = Operation(pa_context_set_sink_volume_by_name(
+      context, sinkName.c_str(), &volume, &onSuccess, &request.reply));
 }
 
-Operation requestServerEvents(pa_context* context, SuccessReply& reply) {
-  return Operation(pa_context_subscribe(context, PA_SUBSCRIPTION_MASK_SERVER, &onSuccess, &reply));
+void askEvents(pa_context* context, Request<SuccessReply>& request) {
+  const auto mask =
+      static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SERVER | PA_SUBSCRIPTION_MASK_SINK);
+  request.operation = Operation(pa_context_subscribe(context, mask, &onSuccess, &request.reply));
 }
 
 }  // namespace orvel::pulse

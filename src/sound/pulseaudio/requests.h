@@ -1,7 +1,9 @@
 // The requests the backend sends, each started without waiting for its answer
-// so that several can travel together. Each fills the reply it is given from
-// its callback; a reply must stay in place until its Operation is released
-// (declare replies before operations).
+// so that several travel together. A Request holds both the answer that the
+// request's callback fills and the pending operation: releasing the operation
+// cancels the callback, and the two are one object whose members go in the
+// right order, so no callback ever writes to an answer that is gone. A Request
+// stays where it was made (it can be neither copied nor moved).
 #pragma once
 
 #include <cstdint>
@@ -20,7 +22,6 @@ namespace orvel::pulse {
 struct DeviceInfo {
   std::string name;                        // the UID
   std::optional<std::string> description;  // the display name
-  std::uint32_t index = 0;                 // the server's number, valid while the device stays
   std::uint32_t channels = 0;
   std::uint32_t rate = 0;                 // Hz
   std::optional<std::string> channelMap;  // text form ("front-left,front-right")
@@ -54,18 +55,29 @@ struct SuccessReply {
   bool success = false;  // the server took the change
 };
 
+template <typename Reply>
+class Request {
+ public:
+  Request() = default;
+  Request(const Request&) = delete;
+  Request& operator=(const Request&) = delete;
+
+  Reply reply;
+  Operation operation;  // after the reply: released, and so cancelled, before it goes
+};
+
 // The sink (output) or source (input) of that name.
-Operation requestDevice(pa_context* context, Direction direction, const std::string& name,
-                        DevicesReply& reply);
+void askDevice(pa_context* context, Direction direction, const std::string& name,
+               Request<DevicesReply>& request);
 // Every sink (output) or source (input), in the server's order.
-Operation requestDevices(pa_context* context, Direction direction, DevicesReply& reply);
-Operation requestServer(pa_context* context, ServerReply& reply);
-Operation requestDefault(pa_context* context, Direction direction, const std::string& name,
-                         SuccessReply& reply);
+void askDevices(pa_context* context, Direction direction, Request<DevicesReply>& request);
+void askServerInfo(pa_context* context, Request<ServerReply>& request);
+void askDefault(pa_context* context, Direction direction, const std::string& name,
+                Request<SuccessReply>& request);
 // Sets the sink's channel volumes, one raw server volume per channel.
-Operation requestSinkVolume(pa_context* context, std::uint32_t sinkIndex,
-                            const std::vector<std::uint32_t>& volumes, SuccessReply& reply);
-// Asks to be told of server changes (see Context::serverEvents).
-Operation requestServerEvents(pa_context* context, SuccessReply& reply);
+void askSinkVolume(pa_context* context, const std::string& sinkName,
+                   const std::vector<std::uint32_t>& volumes, Request<SuccessReply>& request);
+// Asks to be told of changes of the server and its sinks (see Context::events).
+void askEvents(pa_context* context, Request<SuccessReply>& request);
 
 }  // namespace orvel::pulse

@@ -41,10 +41,10 @@ class Connection {
     return true;
   }
 
-  bool wait(std::span<const Operation> operations, const Deadline& deadline) {
+  bool wait(std::initializer_list<const Operation*> operations, const Deadline& deadline) {
     const auto settled = [operations] {
       return std::none_of(operations.begin(), operations.end(),
-                          [](const Operation& operation) { return operation.running(); });
+                          [](const Operation* operation) { return operation->running(); });
     };
     if (!waitFor(settled, deadline)) {
       // The server holds requests it didn't answer in time: it may be hung.
@@ -52,7 +52,7 @@ class Connection {
       return false;
     }
     return std::all_of(operations.begin(), operations.end(),
-                       [](const Operation& operation) { return operation.done(); });
+                       [](const Operation* operation) { return operation->done(); });
   }
 
  private:
@@ -79,6 +79,7 @@ Connection* ServerLink::connection(const Deadline& deadline) {
   connection_.reset();
   if (resting()) return nullptr;
   connection_ = std::make_unique<Connection>();
+  ++connections_;
   if (!connection_->open(deadline)) {
     settle();
     return nullptr;
@@ -103,8 +104,12 @@ Context& ServerCall::context() {
   return connection_->context();
 }
 
-bool ServerCall::wait(std::span<const Operation> operations) {
+bool ServerCall::wait(std::initializer_list<const Operation*> operations) {
   return connection_->wait(operations, deadline_);
+}
+
+std::uint64_t ServerCall::connectionNumber() const {
+  return link_.connections();
 }
 
 bool ServerCall::waitFor(const std::function<bool()>& finished) {

@@ -15,7 +15,8 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <span>
+#include <cstdint>
+#include <initializer_list>
 
 #include "sound/pulseaudio/handles.h"
 
@@ -54,11 +55,14 @@ class ServerLink {
   Connection* connection(const Deadline& deadline);
   // After each call: drops a connection that timed out or ended, and rests after a time-out.
   void settle();
+  // How many connections were opened so far.
+  std::uint64_t connections() const { return connections_; }
 
  private:
   bool resting() const;
 
   std::unique_ptr<Connection> connection_;
+  std::uint64_t connections_ = 0;
   Deadline::Clock::time_point restUntil_;
 };
 
@@ -77,8 +81,12 @@ class ServerCall {
 
   // The rest only when connected.
   Context& context();
-  // Waits until no operation runs any more; true when all of them were answered.
-  bool wait(std::span<const Operation> operations);
+  // Waits until none of the requests (requests.h) runs any more; true when all
+  // of them were answered.
+  template <typename... Requests>
+  bool waitForAnswers(const Requests&... requests) {
+    return wait({&requests.operation...});
+  }
   // Runs the loop until finished() holds: false when the connection ends or the
   // deadline passes first. Waiting for an event that doesn't come is no
   // time-out of the server.
@@ -90,7 +98,13 @@ class ServerCall {
   // Connects again within the call's deadline; false when no connection can be had.
   bool reconnect();
 
+  // Which of the link's connections this call uses: 1 for the first, and one
+  // more for each new one (a server that restarted forgets what it told).
+  std::uint64_t connectionNumber() const;
+
  private:
+  bool wait(std::initializer_list<const Operation*> operations);
+
   ServerLink& link_;
   Deadline deadline_;
   Connection* connection_;
