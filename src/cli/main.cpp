@@ -13,6 +13,7 @@
 #include "cli/commands.h"
 #include "cli/message.h"
 #include "sound/active_backend.h"
+#include "sound/stuck.h"
 
 namespace orvel {
 
@@ -71,6 +72,9 @@ int main(int argc, char** argv) {
   // A host that goes away closes our stdout; a write must fail, not kill us.
   std::signal(SIGPIPE, SIG_IGN);
 
+  // A sound system stuck in its own library ends the command as one that
+  // doesn't answer; a switch's watch says otherwise once switched.
+  orvel::onStuck([] { orvel::endProcess(orvel::fail(orvel::notAnswering)); });
   orvel::backend = std::string(orvel::backendName());
   orvel::args.assign(argv, argv + argc);
   orvel::endProcess(orvel::dispatch());

@@ -26,6 +26,7 @@
 #include "engine/switching.h"
 #include "files/files.h"
 #include "files/folder_lock.h"
+#include "sound/stuck.h"
 
 namespace orvel {
 namespace {
@@ -133,6 +134,12 @@ constexpr std::size_t restoreLineKeep = 4096;
   // Lives until the process ends (always by _Exit, so its destructor never runs
   // under a thread that still uses it).
   static RestoreOnce once(system, folder, std::move(mine));
+  // A restore stuck in the sound system's own library ends the process all the
+  // same: nothing of what it still owes was taken from "switched".
+  onStuck([] {
+    sayRestored(Restored{.outcome = {{}, {std::string(notAnswering)}}, .complete = false});
+    endProcess(0);
+  });
   // A switch whose triggers can't all be heard must not stay switched: a host
   // that then gives up on SIGTERM and kills would leave Orvel's settings on.
   if (!startThread(waitForSignal, signals, &once)) once.run();

@@ -97,8 +97,14 @@ bool ServerLink::resting() const {
   return Deadline::Clock::now() < restUntil_;
 }
 
+// A call that hasn't come back this long after its deadline is stuck inside libpulse.
+constexpr auto stuckAfter = operationTime + std::chrono::seconds(3);
+
 ServerCall::ServerCall(ServerLink& link)
-    : link_(link), deadline_(operationTime), connection_(link.connection(deadline_)) {}
+    : guard_(stuckAfter),
+      link_(link),
+      deadline_(operationTime),
+      connection_(link.connection(deadline_)) {}
 
 Context& ServerCall::context() {
   return connection_->context();

@@ -19,6 +19,7 @@
 #include <initializer_list>
 
 #include "sound/pulseaudio/handles.h"
+#include "sound/pulseaudio/hang_guard.h"
 
 namespace orvel::pulse {
 
@@ -72,7 +73,7 @@ class ServerLink {
 class ServerCall {
  public:
   explicit ServerCall(ServerLink& link);
-  ~ServerCall() { link_.settle(); }
+  ~ServerCall() { link_.settle(); }  // the guard outlives the settling: it may disconnect
   ServerCall(const ServerCall&) = delete;
   ServerCall& operator=(const ServerCall&) = delete;
 
@@ -105,6 +106,7 @@ class ServerCall {
  private:
   bool wait(std::initializer_list<const Operation*> operations);
 
+  HangGuard guard_;  // first: made before the connection is touched, gone after it
   ServerLink& link_;
   Deadline deadline_;
   Connection* connection_;
