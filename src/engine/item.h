@@ -31,8 +31,9 @@ struct Item {
   std::optional<ItemValue> user;     // nothing: there was none, or it couldn't be read
   std::optional<ItemValue> asked;
   std::optional<ItemValue> readBack; // nothing until applied, or when unreadable then
-  // What earlier switches of the same state asked for and read back, when a
-  // new switch took the state over: still the switches' doing, not the user's.
+  // Other values that are the switches' doing, not the user's: what earlier
+  // switches of the state asked for and read back (a new switch took it over),
+  // and what this one asked for before its last word on the setting.
   std::vector<ItemValue> earlier;
 
   // The same setting, whatever its values.

@@ -10,20 +10,30 @@ namespace orvel {
 namespace {
 
 // What the target asks of one device, merged in the order that applying goes
-// (others, then output, then input), so that the last word wins as it does there.
+// (others, then output, then input), so that the last word wins as it does
+// there. A setting named twice is asked for twice: the words before the last
+// are kept too, as a switch stopped between them leaves one of those.
 struct Wanted {
   std::optional<double> rate;
   std::optional<std::string> layout;
   std::optional<VolumeMap> volume;
+  std::vector<ItemValue> rates, layouts, volumes;  // the words before the last
+
+  template <typename T>
+  static void say(std::optional<T>& last, std::vector<ItemValue>& before, const T& value) {
+    if (last) before.emplace_back(*last);
+    last = value;
+  }
 };
 
 void merge(Wanted& wanted, const Side& side, bool outputSide) {
-  if (side.rate) wanted.rate = side.rate;
+  if (side.rate) Wanted::say(wanted.rate, wanted.rates, *side.rate);
   if (!outputSide) return;
-  if (side.layout) wanted.layout = side.layout;
+  if (side.layout) Wanted::say(wanted.layout, wanted.layouts, *side.layout);
   if (side.volume) {
-    if (!wanted.volume) wanted.volume.emplace();
-    for (const auto& [key, level] : *side.volume) (*wanted.volume)[key] = level;
+    VolumeMap merged = wanted.volume.value_or(VolumeMap());
+    for (const auto& [key, level] : *side.volume) merged[key] = level;
+    Wanted::say(wanted.volume, wanted.volumes, merged);
   }
 }
 
@@ -117,23 +127,22 @@ std::vector<Item> itemsFor(SoundSystem& system, const Settings& target) {
   }
   for (const auto& [uid, wanted] : wantedDevices(system, target)) {
     const Item device{.uid = uid, .name = system.name(uid)};
-    const auto add = [&](ItemKind kind, std::optional<ItemValue> asked) {
+    const auto add = [&](ItemKind kind, ItemValue asked, const std::vector<ItemValue>& before) {
       Item item = device;
       item.kind = kind;
       item.asked = std::move(asked);
+      item.earlier = before;
       item.user = presentValue(system, item);
       items.push_back(std::move(item));
     };
-    if (wanted.rate) add(ItemKind::rate, *wanted.rate);
-    if (wanted.layout) add(ItemKind::layout, *wanted.layout);
+    if (wanted.rate) add(ItemKind::rate, *wanted.rate, wanted.rates);
+    if (wanted.layout) add(ItemKind::layout, *wanted.layout, wanted.layouts);
     if (wanted.volume && !wanted.volume->empty()) {
+      add(ItemKind::volume, *wanted.volume, wanted.volumes);
       // Every control, so the balance of the channels comes back whole.
       VolumeMap controls = system.controls(uid);
-      Item item = device;
-      item.kind = ItemKind::volume;
-      item.asked = *wanted.volume;
-      if (!controls.empty()) item.user = std::move(controls);
-      items.push_back(std::move(item));
+      items.back().user =
+          controls.empty() ? std::nullopt : std::optional<ItemValue>(std::move(controls));
     }
   }
   arrange(items, defaults[Direction::output], defaults[Direction::input]);
