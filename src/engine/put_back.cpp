@@ -110,10 +110,13 @@ bool connected(SoundSystem& system, const Item& item) {
 }
 
 // The system moves a default itself when the device the switch made the
-// default goes away: that is no choice of the user's.
+// default goes away: that is no choice of the user's. That device is the one
+// read back after applying (a change refused leaves an earlier switch's), else
+// the one asked for.
 bool switchedDefaultGone(SoundSystem& system, const Item& item) {
-  if (item.kind != ItemKind::defaultDevice || !item.asked) return false;
-  return !system.exists(std::get<std::string>(*item.asked), *item.side);
+  if (item.kind != ItemKind::defaultDevice) return false;
+  const auto& made = item.readBack && item.readBack != item.user ? item.readBack : item.asked;
+  return made && !system.exists(std::get<std::string>(*made), *item.side);
 }
 
 Result putBackOne(Work& work) {

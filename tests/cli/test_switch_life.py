@@ -104,12 +104,13 @@ def user_changes(rng, tool, expected, targets):
 def faults(rng, tool, expected, targets):
     # A device goes, and a change is refused; returns the device, for its return. The system
     # moves a default whose device goes; when a switch made it the default, the user's comes
-    # back: so a device a switch made a default goes only while it still is one, and while the
-    # switch in effect asked for it (the tool misses a default it only read back).
+    # back: so a device a switch made a default goes only while it still is one (the one read
+    # back after applying, else the one asked for).
     m, removed = tool.machine(), None
     d = rng.choice(m["devices"])
     items = json.loads(tool.entries().get("switched", b'{"items":[]}'))["items"]
-    made = {(i["side"], i.get("asked")) for i in items if i["kind"] == "default"}
+    made = {(i["side"], i["readBack"] if i.get("readBack") not in (None, i.get("user"))
+             else i.get("asked")) for i in items if i["kind"] == "default"}
     if rng.random() < 0.4 and all(
             (s.lower(), d["uid"]) in made and expected[("default", s)] != d["uid"]
             if m["default" + s] == d["id"] else d["uid"] not in asked(targets, s) for s in SIDES):
