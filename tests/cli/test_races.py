@@ -8,9 +8,10 @@ import signal
 import time
 
 from sim_tool import EXE, WAIT, Tool, line
-from test_crashes import ORVEL
 
 RUNS = int(os.environ.get("ORVEL_RACE_RUNS", "200"))
+ORVEL = {"output": {"uid": "desk-uid", "rate": 48000, "volume": {"0": 0.9}},
+         "input": {"uid": "mic-uid", "rate": 48000}}
 AT_ONCE = 10  # runs in flight together
 # Orphans come back to this process, so the tool's own exit status can be read
 # after its parent (a shell) is killed.

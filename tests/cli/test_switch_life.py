@@ -157,6 +157,8 @@ def life(tool, rng, spans):
             run.p.wait()
         changed = user_changes(rng, tool, expected, targets)
     removed, repaired, complete = faults(rng, tool, expected, targets), False, False
+    # Whatever a kill cut short, every file of the folder (temporaries too) is whole.
+    assert all(isinstance(json.loads(text), dict) for text in tool.entries().values())
     for run, mine in [(run, alive[run]) for run in rng.sample(list(alive), len(alive))] + [
             (None, None)] * 3:  # the processes' own restores in any order, then --restore
         if complete and not run:
