@@ -36,6 +36,8 @@ QUIET_WAIT = int(os.environ.get("BENCH_QUIET_WAIT", "120"))
 QUIET_CORES = 0.2
 DEVNULL = os.open(os.devnull, os.O_RDWR)
 
+# The least share of a start or a read that a link flag must save to count.
+LINK_GAIN = 0.02
 # Rows with a target: the largest ratio that meets it.
 TARGETS = {"read-pactl": 0.6, "read-backend": 1.2, "devices-pactl": 0.6, "cycle-pactl": 0.28}
 
@@ -423,8 +425,8 @@ def measure_startup(build, sim, out):
                 "  std::printf(\"%lld\\n\", static_cast<long long>(\n"
                 "      std::chrono::duration_cast<std::chrono::nanoseconds>(now).count()));\n}\n")
     probes = {}
-    for name, libraries in (("probe", []),
-                            ("probe-libpulse", ["-Wl,--no-as-needed", "-lpulse", "-Wl,--as-needed"])):
+    with_libpulse = ["-Wl,--no-as-needed", "-lpulse", "-Wl,--as-needed"]
+    for name, libraries in (("probe", []), ("probe-libpulse", with_libpulse)):
         probes[name] = os.path.join(folder, name)
         subprocess.run([link_argv[0], "-O2", probe_source, "-o", probes[name],
                         "-static-libstdc++", "-static-libgcc", "-Wl,--as-needed", *libraries],
@@ -517,6 +519,7 @@ def met(row):
 def write_results(path, startup, sets):
     now = datetime.now(timezone.utc).strftime("%Y-%m-%d %H:%M UTC")
     first = sets[0]
+    load = next((s["load"] for s in sets if s["load"]), "a CPU-bound process per core")
     out = ["# orvel-sound benchmark\n",
            f"- Date: {now}",
            f"- Runs: {first['runs']} per pair (the switch cycle {first['cycle_runs']}), "
@@ -525,7 +528,7 @@ def write_results(path, startup, sets):
            "time reports in five further runs. Each server is measured on a quiet machine "
            f"(the benchmark first waits up to {QUIET_WAIT} s for other processes to use less "
            f"than {QUIET_CORES} cores; what they used shows under each server), then on a "
-           f"loaded one: {first['load'] or 'a CPU-bound process per core'} "
+           f"loaded one: {load} "
            "(started and stopped by `bench/run`).\n",
            "## How to read\n",
            "Each ratio is orvel-sound's median over the peer's, so below 1 is faster than "
@@ -595,8 +598,8 @@ def write_results(path, startup, sets):
                     f"{s['condition']} median ms | {s['condition']} max ms" for s in group) + " |",
                 "|---|---:|" + "---:|---:|" * len(group)]
         for trigger in group[0]["latencies"]:
-            cells = " | ".join(f"{ms(s['latencies'][trigger][0])} | {ms(s['latencies'][trigger][1])}"
-                               for s in group)
+            cells = " | ".join(f"{ms(s['latencies'][trigger][0])} | "
+                               f"{ms(s['latencies'][trigger][1])}" for s in group)
             out.append(f"| {trigger} | {group[0]['latencies'][trigger][2]} | {cells} |")
         out += ["", "A waiting switch, CPU time used in "
                 f"{group[0]['wait_seconds']} s (all threads, from "
@@ -640,7 +643,8 @@ def write_startup(startup):
             f"{tool['ms'] - with_pulse['ms']:+.2f} ms, and `orvel-sound-sim --backend` from the "
             f"empty one by {loader['`orvel-sound-sim --backend`']['ms'] - empty['ms']:+.2f} ms: "
             "the cost of a start is libpulse's. The loader's own count "
-            f"({us(with_pulse['startup_cycles'] - empty['startup_cycles'])} µs more with libpulse) "
+            f"({us(with_pulse['startup_cycles'] - empty['startup_cycles'])} µs more with "
+            "libpulse) "
             "covers mapping the objects and the relocations done at load; what it leaves out "
             "comes before `main` too: the objects' initialisers, the symbols they bind lazily, "
             "and the page faults of each object's first use; and after `main`, unmapping "
@@ -680,14 +684,19 @@ def write_startup(startup):
                    f"{'—' if r is base else change(r['backend_change'])} | {ms(r['read_ms'])} | "
                    f"{'—' if r is base else change(r['read_change'])} |")
 
-    # A flag helps when one of the two gets faster beyond doubt and the other does
-    # not get slower beyond doubt.
+    # A flag helps when one of the two gets faster beyond its interval and by at
+    # least LINK_GAIN of the time, and the other does not get slower beyond doubt.
+    def faster(change, base_ms):
+        return change[2] < 0 and -change[0] >= LINK_GAIN * base_ms
+
     helping = [r for r in rows[1:]
-               if (r["backend_change"][2] < 0 and r["read_change"][1] <= 0)
-               or (r["read_change"][2] < 0 and r["backend_change"][1] <= 0)]
+               if (faster(r["backend_change"], base["backend_ms"]) and r["read_change"][1] <= 0)
+               or (faster(r["read_change"], base["read_ms"]) and r["backend_change"][1] <= 0)]
     verdict = ("The change is the median of the round-by-round differences from the tool as "
-               "built, in ms, with a 95 % bootstrap interval; an interval that holds 0 is "
-               "no measurable change. ")
+               "built, in ms, with a 95 % bootstrap interval. Two copies of the same binary "
+               "differ by a few hundredths of a millisecond with intervals that can leave out "
+               "0, so a flag counts as helping only if it saves at least "
+               f"{LINK_GAIN * 100:.0f} % of the time beyond its interval. ")
     lazy = next((r for r in rows if r["flags"] == "-Wl,-z,lazy"), None)
     if lazy and not base["bind_now"]:
         verdict += ("The tool as built binds lazily, so `+ -Wl,-z,lazy` is the same link: its "
