@@ -132,17 +132,19 @@ std::vector<Item> itemsFor(SoundSystem& system, const Settings& target) {
       item.kind = kind;
       item.asked = std::move(asked);
       item.earlier = before;
-      item.user = presentValue(system, item);
+      if (kind == ItemKind::volume) {
+        // Every control, so the balance of the channels comes back whole.
+        VolumeMap controls = system.controls(uid);
+        if (!controls.empty()) item.user = std::move(controls);
+      } else {
+        item.user = presentValue(system, item);
+      }
       items.push_back(std::move(item));
     };
     if (wanted.rate) add(ItemKind::rate, *wanted.rate, wanted.rates);
     if (wanted.layout) add(ItemKind::layout, *wanted.layout, wanted.layouts);
     if (wanted.volume && !wanted.volume->empty()) {
       add(ItemKind::volume, *wanted.volume, wanted.volumes);
-      // Every control, so the balance of the channels comes back whole.
-      VolumeMap controls = system.controls(uid);
-      items.back().user =
-          controls.empty() ? std::nullopt : std::optional<ItemValue>(std::move(controls));
     }
   }
   arrange(items, defaults[Direction::output], defaults[Direction::input]);
