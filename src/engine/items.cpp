@@ -134,7 +134,7 @@ std::vector<Item> itemsFor(SoundSystem& system, const Settings& target) {
       item.earlier = before;
       if (kind == ItemKind::volume) {
         // Every control, so the balance of the channels comes back whole.
-        VolumeMap controls = system.controls(uid);
+        VolumeMap controls = system.controls(device.uid);
         if (!controls.empty()) item.user = std::move(controls);
       } else {
         item.user = presentValue(system, item);
