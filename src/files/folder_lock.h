@@ -54,8 +54,6 @@ class FolderLock {
                       std::function<bool()> stop = {});
 
   LockState state() const { return state_; }
-  bool held() const { return state_ == LockState::held; }
-  bool busy() const { return state_ == LockState::busy; }
 
  private:
   // Locks the file at `path`, made when missing, into file_ until `end`;
