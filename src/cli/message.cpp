@@ -5,6 +5,8 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,6 +18,7 @@
 #include <deque>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 
@@ -72,6 +75,49 @@ void writeLine(const std::string& line) {
   }
 }
 
+bool isNullDevice(const struct stat& out) {
+  struct stat null {};
+  return S_ISCHR(out.st_mode) && ::stat("/dev/null", &null) == 0 && null.st_rdev == out.st_rdev;
+}
+
+// Whether stdout takes this many bytes whole without a moment's wait: an empty
+// pipe has every page of its capacity free (Linux tells both).
+bool emptyPipeTakes(std::size_t size) {
+#ifdef __linux__
+  const int capacity = ::fcntl(STDOUT_FILENO, F_GETPIPE_SZ);
+  int waiting = -1;
+  return capacity > 0 && size <= static_cast<std::size_t>(capacity) &&
+         ::ioctl(STDOUT_FILENO, FIONREAD, &waiting) == 0 && waiting == 0;
+#else
+  (void)size;
+  return false;
+#endif
+}
+
+// Writes as much of the line as stdout takes with no chance of waiting, here in
+// the caller's thread, and gives what is left for the writer thread (all of it
+// where stdout might keep us waiting: a terminal, a pipe holding unread lines).
+// A host that reads its lines as they come never needs the thread. A write
+// that fails for good drops the line, as the writer would.
+std::string_view writeWithoutWaiting(std::string_view line) {
+  struct stat out {};
+  if (::fstat(STDOUT_FILENO, &out) != 0) return line;
+  const bool socket = S_ISSOCK(out.st_mode);
+  if (!socket && !S_ISREG(out.st_mode) && !isNullDevice(out) &&
+      !(S_ISFIFO(out.st_mode) && emptyPipeTakes(line.size()))) {
+    return line;
+  }
+  while (!line.empty()) {
+    const ssize_t written = socket ? ::send(STDOUT_FILENO, line.data(), line.size(), MSG_DONTWAIT)
+                                   : ::write(STDOUT_FILENO, line.data(), line.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return line;
+    if (written <= 0) return {};
+    line.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return line;
+}
+
 // Every signal blocked in this thread while it lives, and so in the threads it
 // starts meanwhile: the writer takes no signal meant for a switch's sigwait.
 class AllSignalsBlocked {
@@ -90,14 +136,20 @@ class AllSignalsBlocked {
 };
 
 // The lines said and not yet written, and the one thread that writes them in
-// order. The thread is never joined: it may be blocked in write(2) on a pipe
-// nobody reads when the process ends, and _Exit ends it there.
+// order, started only when a line can't go out at once. The thread is never
+// joined: it may be blocked in write(2) on a pipe nobody reads when the process
+// ends, and _Exit ends it there.
 class Writer {
  public:
-  // Queues the line; writes it here only when no writer thread can be started.
+  // Writes the line here when it goes out at once, and until the first one that
+  // doesn't; from then on queues them all for the thread, in order. Blocks here
+  // only when no writer thread can be started.
   void add(std::string line) {
     std::unique_lock lock(mutex_);
     if (!started_) {
+      const std::string_view left = writeWithoutWaiting(line);
+      if (left.empty()) return;
+      line.erase(0, line.size() - left.size());
       started_ = true;
       direct_ = !start();
     }

@@ -1,11 +1,12 @@
 // Message lines on stdout: one JSON object per line, each written whole, in the
 // order said. Nothing is ever written to stderr.
 //
-// A host that doesn't read our stdout must never hold us up: say() hands the
-// line to one writer thread (started on first use) and returns, and
-// endProcess() gives the lines said at most a second to go out. Where no thread
-// can be started, say() writes the line itself, blocking. Both are safe from
-// any thread.
+// A host that doesn't read our stdout must never hold us up: say() writes the
+// line itself only when stdout takes it at once (a file, an empty pipe, a
+// socket with room), and otherwise hands it, and every line after it, to one
+// writer thread and returns; endProcess() gives the lines said at most a second
+// to go out. Where no thread can be started, say() writes the line itself,
+// blocking. Both are safe from any thread.
 #pragma once
 
 #include <string_view>

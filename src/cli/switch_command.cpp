@@ -65,8 +65,7 @@ using Failed = int;
 // The switch under the folder's lock, up to applying: nothing is changed on the
 // machine before the switch's state is on disk. One switch of a folder at a
 // time, so two never both take the machine's state for the user's.
-std::variant<Switched, Failed> makeSwitch(SoundSystem& system, const Files& folder,
-                                          pid_t parent) {
+std::variant<Switched, Failed> makeSwitch(SoundSystem& system, const Files& folder, pid_t parent) {
   const FolderLock lock(folder, FolderLock::patience(), [parent] { return triggered(parent); });
   switch (lock.state()) {
     case LockState::busy:
@@ -91,7 +90,9 @@ std::variant<Switched, Failed> makeSwitch(SoundSystem& system, const Files& fold
   SwitchPlan plan = planSwitch(system, *orvel, earlier.state, newSwitchId(), utcNow());
   // Reading was cut short: what was read is no whole picture of the user's settings.
   if (!system.answering()) return fail(notAnswering);
-  if (!folder.save(usersSettings(plan.state.items), folder.snapshot())) {
+  // The copy's name reaches the disk with "switched", written next in the folder.
+  if (!folder.save(usersSettings(plan.state.items), folder.snapshot(),
+                   FolderSync::withNextChange)) {
     return fail("couldn't keep your settings, so nothing was changed");
   }
   if (!writeSwitchFile(folder, plan.state)) {
@@ -99,7 +100,9 @@ std::variant<Switched, Failed> makeSwitch(SoundSystem& system, const Files& fold
   }
   Outcome outcome = applyAll(system, *orvel);
   readBack(system, plan.state);
-  writeSwitchFile(folder, plan.state);  // without it, the values asked for still tell
+  // Without it, the values asked for still tell; so a power cut may leave
+  // either state, and the folder needn't be flushed for this one.
+  writeSwitchFile(folder, plan.state, FolderSync::withNextChange);
   return Switched{std::move(plan.state), std::move(outcome), plan.kept};
 }
 

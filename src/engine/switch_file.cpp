@@ -10,9 +10,9 @@ SwitchFile readSwitchFile(const Files& folder) {
   return {true, content ? readState(*content) : std::nullopt};
 }
 
-bool writeSwitchFile(const Files& folder, const SwitchState& state) {
+bool writeSwitchFile(const Files& folder, const SwitchState& state, FolderSync sync) {
   const auto text = stateText(state);
-  return text && folder.write(*text, folder.mark());
+  return text && folder.write(*text, folder.mark(), sync);
 }
 
 }  // namespace orvel

@@ -16,6 +16,7 @@ struct SwitchFile {
 
 SwitchFile readSwitchFile(const Files& folder);
 // False when it can't be written (nothing about it changed then).
-bool writeSwitchFile(const Files& folder, const SwitchState& state);
+bool writeSwitchFile(const Files& folder, const SwitchState& state,
+                     FolderSync sync = FolderSync::now);
 
 }  // namespace orvel

@@ -85,9 +85,9 @@ void syncFolder(const fs::path& dir) {
 
 }  // namespace
 
-bool Files::save(const Settings& settings, const fs::path& file) const {
+bool Files::save(const Settings& settings, const fs::path& file, FolderSync sync) const {
   const auto text = writeSettings(settings);
-  return text && write(*text, file);
+  return text && write(*text, file, sync);
 }
 
 std::optional<std::string> Files::read(const fs::path& file) {
@@ -120,7 +120,7 @@ bool Files::present() const {
   return ::stat(openable(dir).c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-bool Files::write(std::string_view data, const fs::path& file) const {
+bool Files::write(std::string_view data, const fs::path& file, FolderSync sync) const {
   const fs::path temporary = dir / fs::path(".").concat(file.filename().native()).concat(".tmp");
   // Whatever is at the temporary's path (an old temporary, a planted link or
   // FIFO) goes first, never opened or followed: neither way below replaces an entry.
@@ -128,7 +128,7 @@ bool Files::write(std::string_view data, const fs::path& file) const {
   const auto unnamed = writeUnnamed(data, dir, temporary);
   if (!(unnamed ? *unnamed : writeNamed(data, temporary))) return false;
   if (std::rename(temporary.c_str(), file.c_str()) != 0) return false;
-  syncFolder(dir);
+  if (sync == FolderSync::now) syncFolder(dir);
   return true;
 }
 

@@ -7,6 +7,7 @@ import os
 import re
 import resource
 import signal
+import socket
 import time
 
 import pytest
@@ -83,13 +84,33 @@ def until(done, seconds):  # whether `done()` holds within the time
     return done()
 
 
-def test_a_host_that_never_reads_stdout_holds_no_restore_up(tool):
+def unread_pipe():
     # Orvel's output named at length makes a "switched" line of about 6 kB: it fits
     # the pipe, but not beside the 4 kB line the host left unread in it.
-    assert tool.save({"output": {"uid": "desk-uid", "name": "x" * 3000, "rate": 48000}})[1] == 0
     read_end, write_end = os.pipe()
     fcntl.fcntl(write_end, 1031, 8192)  # F_SETPIPE_SZ
     os.write(write_end, json.dumps({"unread": "y" * 3985}).encode() + b"\n")
+    return read_end, write_end
+
+
+def unread_socket():
+    # A socket (as Node gives its children) whose buffer the host's unread lines fill.
+    host, ours = socket.socketpair()
+    ours.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4096)
+    ours.setblocking(False)
+    try:
+        while True:
+            ours.send(json.dumps({"unread": "y" * 80}).encode() + b"\n")
+    except BlockingIOError:
+        pass
+    ours.setblocking(True)
+    return host.detach(), ours.detach()
+
+
+@pytest.mark.parametrize("stdout", [unread_pipe, unread_socket])
+def test_a_host_that_never_reads_stdout_holds_no_restore_up(tool, stdout):
+    assert tool.save({"output": {"uid": "desk-uid", "name": "x" * 3000, "rate": 48000}})[1] == 0
+    read_end, write_end = stdout()
     run = tool.switch(stdout=write_end)
     os.close(write_end)
     with open(read_end, "rb", 0) as host:

@@ -13,19 +13,22 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The moment past which the process is stuck, while a guard lives.
+// The moment past which the process is stuck, while a guard lives. Guards come
+// and go around every call into libpulse, so arming and disarming wake the
+// watching thread only when they must: it sleeps toward the deadline it last
+// saw and looks again when that comes. A guard that is gone by then costs
+// nothing; a newer one, always with a later deadline, is slept toward next.
 class Watch {
  public:
   void arm(Clock::time_point until) {
     const std::lock_guard lock(mutex_);
     if (!started_) started_ = start();
     until_ = until;
-    changed_.notify_one();
+    if (!sleepingUntil_ || until < *sleepingUntil_) changed_.notify_one();
   }
   void disarm() {
     const std::lock_guard lock(mutex_);
     until_.reset();
-    changed_.notify_one();
   }
 
  private:
@@ -38,14 +41,16 @@ class Watch {
       return false;
     }
   }
-  void run() {
+  [[noreturn]] void run() {
     std::unique_lock lock(mutex_);
     for (;;) {
+      sleepingUntil_ = until_;
       if (!until_) {
         changed_.wait(lock);
-      } else if (const auto limit = *until_;
-                 changed_.wait_until(lock, limit) == std::cv_status::timeout &&
-                 until_ == limit) {
+      } else {
+        changed_.wait_until(lock, *until_);
+      }
+      if (until_ && Clock::now() >= *until_) {
         lock.unlock();
         soundSystemStuck();
       }
@@ -54,7 +59,8 @@ class Watch {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::optional<Clock::time_point> until_;  // guarded by mutex_
+  std::optional<Clock::time_point> until_;          // guarded by mutex_, as the rest
+  std::optional<Clock::time_point> sleepingUntil_;  // what the thread waits for
   bool started_ = false;
 };
 
