@@ -3,9 +3,9 @@
 #include <cmath>
 #include <utility>
 
-#include "engine/tolerances.h"
 #include "engine/entries.h"
 #include "engine/items.h"
+#include "engine/tolerances.h"
 
 namespace orvel {
 namespace {

@@ -15,10 +15,10 @@ namespace orvel {
 std::string labelOf(std::optional<Direction> direction, const std::optional<std::string>& name,
                     const std::string& uid);
 
-std::string notConnectedEntry(const std::string& label);       // "…: not connected"
-std::string defaultEntry(const std::string& label);            // "… as the default"
-std::string rateEntry(const std::string& label, double hz);    // "… at 48000 Hz"
-std::string layoutEntry(const std::string& label);             // "…'s channel layout"
-std::string volumeEntry(const std::string& label);             // "…'s volume"
+std::string notConnectedEntry(const std::string& label);     // "…: not connected"
+std::string defaultEntry(const std::string& label);          // "… as the default"
+std::string rateEntry(const std::string& label, double hz);  // "… at 48000 Hz"
+std::string layoutEntry(const std::string& label);           // "…'s channel layout"
+std::string volumeEntry(const std::string& label);           // "…'s volume"
 
 }  // namespace orvel

@@ -26,11 +26,11 @@ struct Item {
   // Which default, for a default item. For a device's item, the user's default
   // that the device was, if any: its entries then read "the output NAME".
   std::optional<Direction> side;
-  std::string uid;                   // the device, for a rate, layout or volume item
-  std::optional<std::string> name;   // the device's name (a default's: the user's device)
-  std::optional<ItemValue> user;     // nothing: there was none, or it couldn't be read
+  std::string uid;                  // the device, for a rate, layout or volume item
+  std::optional<std::string> name;  // the device's name (a default's: the user's device)
+  std::optional<ItemValue> user;    // nothing: there was none, or it couldn't be read
   std::optional<ItemValue> asked;
-  std::optional<ItemValue> readBack; // nothing until applied, or when unreadable then
+  std::optional<ItemValue> readBack;  // nothing until applied, or when unreadable then
   // Other values that are the switches' doing, not the user's: what earlier
   // switches of the state asked for and read back (a new switch took it over),
   // and what this one asked for before its last word on the setting.

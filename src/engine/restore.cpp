@@ -23,8 +23,8 @@ Restored putStateBack(SoundSystem& system, const Files& folder, const SwitchStat
     return restored;
   }
   const SwitchState owed{state.id, state.time, std::move(back.owed)};
-  const bool ended = owed.items.empty() ? folder.remove(folder.mark())
-                                        : writeSwitchFile(folder, owed);
+  const bool ended =
+      owed.items.empty() ? folder.remove(folder.mark()) : writeSwitchFile(folder, owed);
   if (!ended) {
     restored.complete = false;
     restored.outcome.skipped.push_back("couldn't end the switch in the folder");

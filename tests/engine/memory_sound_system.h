@@ -35,8 +35,8 @@ class MemorySoundSystem : public SoundSystem {
       {"line", {"Line In", 0, 2, 96000, "CCC=", {{"0", 1}}}}};
   std::map<Direction, Text> defaults{{Direction::output, "spk"}, {Direction::input, "mic"}};
   std::set<std::string> refused;
-  bool silent = false;        // the sound system doesn't answer
-  unsigned volumeSteps = 0;   // > 0: a set volume snaps to k/steps
+  bool silent = false;       // the sound system doesn't answer
+  unsigned volumeSteps = 0;  // > 0: a set volume snaps to k/steps
   // Channels only, the main control "0" read as the loudest and setting every
   // channel, and reported alone while they are equal (PulseAudio).
   bool mainMovesAll = false;
@@ -57,8 +57,9 @@ class MemorySoundSystem : public SoundSystem {
     const VolumeMap all = controls(uid);
     const auto main = all.find("0");
     if (main == all.end()) return all;
-    const bool equal = std::all_of(all.begin(), all.end(),
-                                   [&](const auto& control) { return control.second == main->second; });
+    const bool equal = std::all_of(all.begin(), all.end(), [&](const auto& control) {
+      return control.second == main->second;
+    });
     if (!mainMovesAll || equal) return {*main};
     VolumeMap channels = all;
     channels.erase("0");

@@ -100,7 +100,8 @@ void userChanges(Random& random, MemorySoundSystem& sound, const SwitchState& st
   };
   for (int attempt = 0; attempt < 20; ++attempt) {
     if (item.kind == ItemKind::defaultDevice) {
-      const std::string uid = std::vector<std::string>{"spk", "usb", "hdmi", "mic", "line"}[pick(random, 5)];
+      const std::string uid =
+          std::vector<std::string>{"spk", "usb", "hdmi", "mic", "line"}[pick(random, 5)];
       if (!sound.exists(uid, *item.side) || !unknownTo(uid)) continue;
       sound.defaults[*item.side] = expected.defaults[*item.side] = uid;
       return;
@@ -223,7 +224,7 @@ TEST(SwitchAndRestore, EntriesNameWhatWasDoneOwedAndLeft) {
   sound.refused = {"setRate line"};
   const PutBack back = putBack(sound, plan.state.items);
   EXPECT_EQ(back.outcome.done, (std::vector<std::string>{"the output Desk Speakers at 44100 Hz",
-                                                        "the output Desk Speakers's volume"}));
+                                                         "the output Desk Speakers's volume"}));
   EXPECT_EQ(back.outcome.skipped, (std::vector<std::string>{"Line In at 96000 Hz"}));
   EXPECT_EQ(back.left, (std::vector<std::string>{"the input Desk Microphone as the default"}));
   ASSERT_EQ(back.owed.size(), 1u);

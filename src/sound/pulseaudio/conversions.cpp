@@ -75,10 +75,10 @@ VolumeMap controlMap(const std::vector<std::uint32_t>& channels) {
 
 bool sameVolumes(const std::vector<std::uint32_t>& a, const std::vector<std::uint32_t>& b) {
   constexpr std::uint32_t step = PA_VOLUME_NORM / 1000;
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
-                                            [](std::uint32_t x, std::uint32_t y) {
-                                              return (x > y ? x - y : y - x) <= step;
-                                            });
+  return a.size() == b.size() &&
+         std::equal(a.begin(), a.end(), b.begin(), [](std::uint32_t x, std::uint32_t y) {
+           return (x > y ? x - y : y - x) <= step;
+         });
 }
 
 std::optional<std::vector<std::uint32_t>> withElement(std::vector<std::uint32_t> channels,

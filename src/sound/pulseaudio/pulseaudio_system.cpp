@@ -182,8 +182,9 @@ bool PulseAudioSystem::setVolume(const std::string& uid, const std::string& key,
   if (!element || !isDeviceName(uid) || sink == nullptr) return false;
   const auto channels = withElement(sink->volumes, *element, serverVolume(value));
   if (!channels) return false;
-  const auto after = askServer(*link_, std::optional<DeviceInfo>(),
-                               [&](ServerCall& call) { return changeVolume(call, uid, *channels); });
+  const auto after = askServer(*link_, std::optional<DeviceInfo>(), [&](ServerCall& call) {
+    return changeVolume(call, uid, *channels);
+  });
   if (!after) return false;
   if (view_ && after->name == uid) view_->update(Direction::output, *after);
   return true;

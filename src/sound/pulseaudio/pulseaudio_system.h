@@ -24,7 +24,7 @@ namespace pulse {
 class ServerLink;
 struct DeviceInfo;
 struct ServerView;
-}
+}  // namespace pulse
 
 class PulseAudioSystem final : public SoundSystem {
  public:

@@ -71,10 +71,10 @@ void askDevice(pa_context* context, Direction direction, const std::string& name
 
 void askDevices(pa_context* context, Direction direction, Request<DevicesReply>& request) {
   void* reply = &request.reply;
-  request.operation = Operation(
-      direction == Direction::output
-          ? pa_context_get_sink_info_list(context, &onDevice<pa_sink_info>, reply)
-          : pa_context_get_source_info_list(context, &onDevice<pa_source_info>, reply));
+  request.operation =
+      Operation(direction == Direction::output
+                    ? pa_context_get_sink_info_list(context, &onDevice<pa_sink_info>, reply)
+                    : pa_context_get_source_info_list(context, &onDevice<pa_source_info>, reply));
 }
 
 void askServerInfo(pa_context* context, Request<ServerReply>& request) {
@@ -84,10 +84,10 @@ void askServerInfo(pa_context* context, Request<ServerReply>& request) {
 void askDefault(pa_context* context, Direction direction, const std::string& name,
                 Request<SuccessReply>& request) {
   void* reply = &request.reply;
-  request.operation = Operation(
-      direction == Direction::output
-          ? pa_context_set_default_sink(context, name.c_str(), &onSuccess, reply)
-          : pa_context_set_default_source(context, name.c_str(), &onSuccess, reply));
+  request.operation =
+      Operation(direction == Direction::output
+                    ? pa_context_set_default_sink(context, name.c_str(), &onSuccess, reply)
+                    : pa_context_set_default_source(context, name.c_str(), &onSuccess, reply));
 }
 
 void askSinkVolume(pa_context* context, const std::string& sinkName,

@@ -13,10 +13,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <functional>
-#include <memory>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
+#include <memory>
 
 #include "sound/pulseaudio/handles.h"
 #include "sound/pulseaudio/hang_guard.h"

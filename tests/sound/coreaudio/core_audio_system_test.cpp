@@ -199,7 +199,7 @@ TEST_F(CoreAudioTest, ChangesWaitToShowWithinOneBudget) {
   device("usb-uid").lag = {{"rate", 60000}};
   device("speakers-uid").lag = {{"default", 60000}};
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_TRUE(audio.setRate("usb-uid", 48000));  // spends the whole budget
+  EXPECT_TRUE(audio.setRate("usb-uid", 48000));                      // spends the whole budget
   EXPECT_TRUE(audio.setDefault(Direction::output, "speakers-uid"));  // nothing left of it
   EXPECT_LT(std::chrono::steady_clock::now() - start, settleBudget + std::chrono::seconds(1));
   EXPECT_EQ(audio.rate("usb-uid"), 44100);

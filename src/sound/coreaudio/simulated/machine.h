@@ -95,7 +95,7 @@ struct Machine {
   // False for a machine file that couldn't be read: its hardware layer doesn't
   // answer (the device list can't be read), and it is never written back.
   bool readable = true;
-  std::vector<Call> calls;  // every property call made on this machine, in order
+  std::vector<Call> calls;       // every property call made on this machine, in order
   std::vector<Pending> pending;  // changes still settling (see Device::lag)
   unsigned slowCalls = 0;        // milliseconds that every property call takes
 
