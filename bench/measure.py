@@ -557,6 +557,7 @@ def write_results(path, startup, sets):
         out.append(f"| {what['what']} vs {what['peer'].split(':')[0]} ≤ {target:.2f} | "
                    + " | ".join(cells) + " |")
     out.append("")
+    out += write_floor(startup, sets)
 
     by_server = {}
     for s in sets:
@@ -609,6 +610,45 @@ def write_results(path, startup, sets):
     out += write_startup(startup)
     with open(path, "w") as f:
         f.write("\n".join(out))
+
+
+def write_floor(startup, sets):
+    """What the targets leave for the work itself, against what starting with libpulse
+    and one connection cost: the quiet runs beside the quiet start-up figures."""
+    loader = startup["loader"]
+    floor = loader["an empty program linked with libpulse"]["ms"]
+    pactl_start = loader["`pactl --version`"]["ms"]
+    out = ["## What the targets leave\n",
+           f"On the quiet machine an empty program linked with libpulse takes {ms(floor)} ms "
+           "from start to exit, before it connects to anything (Start-up, below).\n"]
+    for s in sets:
+        if s["load_pids"]:
+            continue
+        rows = {r["key"]: r for r in s["rows"]}
+        pactl_ms, devices_peer = rows["read-pactl"]["peer_ms"], rows["devices-pactl"]["peer_ms"]
+        backend = rows["read-backend"]["peer_ms"]
+        out.append(
+            f"- {s['server_name']}: 0.6 × `pactl get-default-sink` is {ms(0.6 * pactl_ms)} ms "
+            f"and 0.6 × `pactl list short sinks` {ms(0.6 * devices_peer)} ms, "
+            f"{'below' if 0.6 * max(pactl_ms, devices_peer) < floor else 'near'} that floor. "
+            f"1.2 × `orvel-sound --backend` leaves {ms(0.2 * backend)} ms for the connection "
+            f"and the reads, where pactl spends {ms(pactl_ms - pactl_start)} ms on its own "
+            "connection and one request (`pactl get-default-sink` less `pactl --version`), "
+            f"and `--read` {ms(rows['read-backend']['ours_ms'] - backend)} ms.")
+    quiet = [s for s in sets if not s["load_pids"]]
+    below = all(0.6 * r["peer_ms"] < floor for s in quiet for r in s["rows"]
+                if r["key"] in ("read-pactl", "devices-pactl"))
+    short = all(0.2 * rows["read-backend"]["peer_ms"] < rows["read-pactl"]["peer_ms"] - pactl_start
+                for rows in ({r["key"]: r for r in s["rows"]} for s in quiet))
+    if below or short:
+        out += ["", "So " + " and ".join(
+            (["no program that loads libpulse can meet the 0.6 × pactl targets"] if below
+             else []) +
+            (["the 1.2 × `--backend` target leaves less for a connection and a request than "
+              "pactl itself spends on them"] if short else [])) +
+            ": what is left to meet them is a client that doesn't load libpulse and its "
+            "libraries.\n"]
+    return out
 
 
 def write_startup(startup):
