@@ -21,7 +21,7 @@ std::atomic<int> phase{0};  // the exit status the stuck handler gives
 
 [[noreturn]] void guardsComeAndGoThenOneStays() {
   onStuck([] { std::_Exit(phase.load()); });
-  phase = 1;  // stuck here is wrong: every guard goes long before its limit
+  phase = 1;                      // stuck here is wrong: every guard goes long before its limit
   for (int i = 0; i < 40; ++i) {  // twice the limit in all
     const HangGuard guard(200ms);
     std::this_thread::sleep_for(10ms);
